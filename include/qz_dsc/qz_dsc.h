@@ -1,0 +1,6 @@
+// Umbrella header: everything a host of DsCore may use.
+#pragma once
+
+#include "qz_dsc/export.h"
+#include "qz_dsc/FatalError.h"
+#include "qz_dsc/StreamTypes.h"
