@@ -4,3 +4,5 @@
 #include "qz_dsc/export.h"
 #include "qz_dsc/FatalError.h"
 #include "qz_dsc/StreamTypes.h"
+#include "qz_dsc/BasicBinarySerializer.h"
+#include "qz_dsc/BasicBinaryDeserializer.h"

@@ -1,0 +1,124 @@
+// BasicBinaryDeserializer reads back the values that BasicBinarySerializer
+// wrote: the byte format of the binary snapshots, little-endian
+// (least-significant byte first) on every host; see BasicBinarySerializer.h
+// for the encoding of each type. Wide strings arrive as UTF-16 code units; on
+// a platform with 32-bit wchar_t a valid surrogate pair becomes one character
+// and a lone surrogate is kept as that code unit.
+//
+// Errors are sticky: the first read that runs past the length sets the failure
+// flag (operator!), and every later read fails at once until Reset or
+// AttachBuffer. After a failed scalar or string read the target keeps its old
+// value; after a failed Vector2 / VectorN<6> read the position is restored but
+// leading components may have been stored; a TimeValue read always assigns
+// its target (see operator>>(qz_std::TimeValue&)). A string count beyond the
+// string limit (-1 and -2 among them) throws std::length_error("string too long").
+//
+// The copying paths that the original runtime checked with a bounded copy
+// (constructor with takeCopy and size > 0; AttachBuffer with takeCopy into a
+// smaller old capacity; a null data pointer with size > 0) report through
+// qz_dsc::ReportFatalError (FatalError.h) with 34 (range) or 22 (invalid
+// argument) and then copy nothing; the new buffer is zero-filled instead.
+// Allocation never throws: a failed allocation leaves no buffer, capacity 0
+// and length 0, and no copy is attempted.
+//
+// Not synchronised: an object belongs to one thread at a time; distinct
+// objects may be used from different threads.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "qz_dsc/export.h"
+#include "qz_math/Vector.h"
+#include "qz_std/TimeValue.h"
+
+namespace qz_dsc {
+
+class QZ_DSC_API BasicBinaryDeserializer {
+ public:
+  // No buffer; every field zero or false.
+  BasicBinaryDeserializer() noexcept;
+  // takeCopy false: reads the caller's size bytes at data (never freed here).
+  // takeCopy true: an owned buffer of size bytes; the copy into it always
+  // faults for size > 0 (bound 0; see the file comment), so it holds zeros.
+  // REQUIRES: with takeCopy false, data holds size bytes (size >= 0).
+  BasicBinaryDeserializer(unsigned char* data, std::int64_t size, bool takeCopy);
+  // Frees the buffer if this object owns it.
+  ~BasicBinaryDeserializer();
+
+  // Copying copies every field as it stands, buffer pointer and ownership flag
+  // included; no bytes are duplicated.
+  // REQUIRES: at most one of the copies owns the buffer when both are destroyed.
+  BasicBinaryDeserializer(const BasicBinaryDeserializer&) noexcept = default;
+  BasicBinaryDeserializer& operator=(const BasicBinaryDeserializer&) noexcept = default;
+
+  // Reads size bytes at data from position 0 (a copy when takeCopy is set:
+  // into the current owned buffer when its capacity is at least size, else
+  // into a new one, bounded by the capacity held before the call). Clears
+  // the failure flag.
+  // REQUIRES: data holds size bytes.
+  // REQUIRES: with takeCopy false, data does not point into a buffer this object owns.
+  void AttachBuffer(unsigned char* data, std::uint64_t size, bool takeCopy);
+  // Attaches target to the bytes from the current read position: size bytes,
+  // or all the unread ones when size is 0. offset is only checked (false if
+  // offset > length), never added. False if size exceeds the unread bytes.
+  // This object's position does not move.
+  // REQUIRES: &target != this.
+  bool CreateDeserializer(BasicBinaryDeserializer& target, std::uint64_t offset, std::uint64_t size,
+                          bool takeCopy);
+
+  // Position = length: everything counts as consumed. The flag stays.
+  void Clear() noexcept;
+  // Clears the failure flag; the position stays.
+  void Reset() noexcept;
+  // Moves the read position; false if pos > length. The flag stays.
+  bool SeekTo(std::uint64_t pos) noexcept;
+  // Compacts an owned buffer: moves the unread bytes to a new buffer of
+  // newCapacity bytes and reads them from position 0. False if not owning, no
+  // buffer, newCapacity below the unread byte count, or the allocation fails;
+  // true and no change when newCapacity equals the unread byte count.
+  bool Resize(std::uint64_t newCapacity) noexcept;
+  // The int at the position, without moving; false (out and flag untouched)
+  // when failed or fewer than 4 bytes remain.
+  bool PeekInt(int& out) const noexcept;
+  // Position >= length.
+  bool IsEnd() const noexcept;
+  std::int64_t GetPosition() const noexcept;
+
+  // The sticky failure flag.
+  bool operator!() const noexcept;
+
+  BasicBinaryDeserializer& operator>>(int& value) noexcept;
+  BasicBinaryDeserializer& operator>>(unsigned int& value) noexcept;
+  BasicBinaryDeserializer& operator>>(std::int64_t& value) noexcept;
+  BasicBinaryDeserializer& operator>>(std::uint64_t& value) noexcept;
+  BasicBinaryDeserializer& operator>>(float& value) noexcept;
+  BasicBinaryDeserializer& operator>>(double& value) noexcept;
+  // Throws std::length_error("string too long") for a count n that passes the
+  // size check but exceeds the string limit as an unsigned 64-bit value (a
+  // negative count of -1 or -2). std::bad_alloc may escape from the string.
+  BasicBinaryDeserializer& operator>>(std::wstring& value);
+  // Always assigns value: on failure (position restored) it holds the seconds
+  // already read, or 0, and 0 microseconds; the pair read is normalised by the
+  // TimeValue constructor.
+  BasicBinaryDeserializer& operator>>(qz_std::TimeValue& value) noexcept;
+  BasicBinaryDeserializer& operator>>(qz_math::Vector2& value) noexcept;
+  // REQUIRES: value.GetDimension() == 6
+  BasicBinaryDeserializer& operator>>(qz_math::VectorN<6>& value) noexcept;
+
+ private:
+  // True when width more bytes remain after the position.
+  bool Fits(std::uint64_t width) const noexcept;
+  // Loads width bytes little-endian at the position under the scalar rule;
+  // false (flag set, nothing moved) if they do not fit.
+  bool ReadScalar(std::uint64_t& bits, unsigned width) noexcept;
+
+  unsigned char* m_buffer;
+  std::int64_t m_position;
+  std::uint64_t m_length;
+  std::uint64_t m_capacity;
+  bool m_failed;
+  bool m_ownsBuffer;
+};
+
+}  // namespace qz_dsc

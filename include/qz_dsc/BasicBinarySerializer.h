@@ -1,0 +1,119 @@
+// BasicBinarySerializer writes values into a flat byte buffer: the byte
+// format of the binary snapshots (modifier records, sample buffers). The
+// format has no tags, type codes, version or alignment; a reader must know
+// the sequence of values the writer put down (BasicBinaryDeserializer).
+//
+// Byte order: every multi-byte value is little-endian (least-significant byte
+// first) on every host, written at the current position with no padding:
+//   int, unsigned int          4 bytes, 32-bit two's complement / unsigned
+//   std::int64_t, uint64_t     8 bytes
+//   float, double              4 / 8 bytes, IEEE-754 bit pattern as stored
+//   wide string                4-byte signed count n of UTF-16 code units,
+//                              then n code units of 2 bytes each; no NUL.
+//                              Written up to the first NUL; a character above
+//                              U+FFFF is two code units (a surrogate pair).
+//   qz_std::TimeValue          4-byte seconds, then 4-byte microseconds
+//   qz_math::Vector2           component 0, component 1 (binary64 each)
+//   qz_math::VectorN<6>        components 0..5 (binary64 each)
+//
+// Errors are sticky: the first write that does not fit the capacity sets the
+// failure flag (operator!), and every later write does nothing until Clear or
+// AttachBuffer. Writes never enlarge the buffer, whatever the growable flag
+// says: size the buffer beforehand. Allocation never throws; a failed
+// allocation leaves no buffer and capacity 0, so every write fails.
+//
+// Not synchronised: an object belongs to one thread at a time; distinct
+// objects may be used from different threads.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "qz_dsc/export.h"
+#include "qz_math/Vector.h"
+#include "qz_std/TimeValue.h"
+
+namespace qz_dsc {
+
+class QZ_DSC_API BasicBinarySerializer {
+ public:
+  // No buffer; every field zero or false (every write fails).
+  BasicBinarySerializer() noexcept;
+  // Owns a new buffer of initialSize bytes (capacity 0 and no buffer if the
+  // allocation fails). initialSize 0: no buffer, not owning, not growable.
+  explicit BasicBinarySerializer(std::uint64_t initialSize, bool growable = false) noexcept;
+  // Zero every field, then AttachBuffer(data, capacity, length, takeCopy, growable).
+  BasicBinarySerializer(unsigned char* data, std::uint64_t capacity, std::uint64_t length, bool takeCopy,
+                        bool growable) noexcept;
+  // Frees the buffer if this object owns it.
+  ~BasicBinarySerializer();
+
+  // Copying copies every field as it stands, buffer pointer and ownership flag
+  // included; no bytes are duplicated.
+  // REQUIRES: at most one of the copies owns the buffer when both are destroyed
+  // (otherwise the buffer is freed twice).
+  BasicBinarySerializer(const BasicBinarySerializer&) noexcept = default;
+  BasicBinarySerializer& operator=(const BasicBinarySerializer&) noexcept = default;
+
+  // Uses data as the buffer (takeCopy false: the caller's memory, never freed
+  // here) or a copy of it (takeCopy true: an owned buffer of capacity bytes,
+  // or the current owned buffer when it is at least length bytes big, in which
+  // case its capacity stays as it was). Writes then append after the length
+  // bytes already there. Clears the failure flag. False, with nothing changed,
+  // if length > capacity or data is null.
+  // REQUIRES: data holds capacity bytes (takeCopy false) or length bytes (takeCopy true).
+  // REQUIRES: with takeCopy false, data does not point into a buffer this object owns.
+  bool AttachBuffer(unsigned char* data, std::uint64_t capacity, std::uint64_t length, bool takeCopy,
+                    bool growable) noexcept;
+
+  // Position 0 and failure flag cleared; the buffer stays.
+  void Clear() noexcept;
+  // Moves the write position (and so the length); false if pos > capacity.
+  bool SeekTo(std::uint64_t pos) noexcept;
+
+  unsigned char* GetBuffer() const noexcept;
+  // The write position, which is also the length of the written data.
+  std::uint64_t GetLength() const noexcept;
+  std::uint64_t GetPosition() const noexcept;
+
+  // The sticky failure flag.
+  bool operator!() const noexcept;
+
+  BasicBinarySerializer& operator<<(int value) noexcept;
+  BasicBinarySerializer& operator<<(unsigned int value) noexcept;
+  BasicBinarySerializer& operator<<(std::int64_t value) noexcept;
+  BasicBinarySerializer& operator<<(std::uint64_t value) noexcept;
+  BasicBinarySerializer& operator<<(float value) noexcept;
+  BasicBinarySerializer& operator<<(double value) noexcept;
+  // Writes value.c_str(): the string up to its first NUL.
+  BasicBinarySerializer& operator<<(const std::wstring& value) noexcept;
+  // Writes the string up to its terminating NUL; nullptr is written as "".
+  BasicBinarySerializer& operator<<(const wchar_t* value) noexcept;
+  // Composite writes: on failure the position goes back to where it was,
+  // although the leading parts may already have been stored.
+  BasicBinarySerializer& operator<<(const qz_std::TimeValue& value) noexcept;
+  BasicBinarySerializer& operator<<(const qz_math::Vector2& value) noexcept;
+  // REQUIRES: value.GetDimension() == 6
+  BasicBinarySerializer& operator<<(const qz_math::VectorN<6>& value) noexcept;
+
+ private:
+  friend struct BasicBinarySerializerTestAccess;  // unit tests of InternalGrow
+
+  // The growth policy, kept but never called: writes never grow the buffer,
+  // and this does not update the capacity field.
+  bool InternalGrow(std::uint64_t needed) noexcept;
+
+  // Writes the low width bytes of bits little-endian, under the scalar rule.
+  void WriteScalar(std::uint64_t bits, unsigned width) noexcept;
+  // True when width more bytes fit after the position.
+  bool Fits(std::uint64_t width) const noexcept;
+
+  unsigned char* m_buffer;
+  std::uint64_t m_position;
+  std::uint64_t m_capacity;
+  bool m_failed;
+  bool m_ownsBuffer;
+  bool m_growable;
+};
+
+}  // namespace qz_dsc
