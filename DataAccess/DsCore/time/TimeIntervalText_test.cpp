@@ -40,15 +40,12 @@ TEST(TimeIntervalText, LargestIntervalKeepsCountingHours) {
   EXPECT_EQ(Text(4294967295u, 30), L" 1193 hr 2 min 47 sec");
 }
 
-TEST(TimeIntervalText, CutToTheBuffer) {
+TEST(TimeIntervalText, CutToTheBufferAndEmptyWithoutDigits) {
   EXPECT_EQ(Text(34000, 30, 8), L" 34 sec");
   EXPECT_EQ(Text(34000, 30, 7), L" 34 se");
   EXPECT_EQ(Text(74000, 30, 2), L" ");
   EXPECT_EQ(Text(74000, 30, 1), L"");
   EXPECT_EQ(Text(74000, 30, 0), L"");
-}
-
-TEST(TimeIntervalText, NoDigitsNoText) {
   EXPECT_EQ(Text(74000, 0), L"");
   EXPECT_EQ(Text(74000, -3), L"");
 }

@@ -41,7 +41,8 @@ bool AddScaled(std::int64_t& total, std::int64_t count, std::int64_t unit) {
 }  // namespace
 
 bool ParseTimeValue(const std::wstring& text, std::int64_t& ticks) {
-  // The regex engine recurses per character; a bound keeps its stack small.
+  // The regex engine recurses once per character (a few hundred bytes of
+  // stack each); the bound keeps a parse safe on small thread stacks.
   if (text.size() > kMaxTimeTextLength) return false;
 
   std::wsmatch m;

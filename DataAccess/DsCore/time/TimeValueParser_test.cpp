@@ -60,7 +60,8 @@ TEST(ParseTimeValue, EmptyAndSignOnlyTextsReadAsZero) {
 }
 
 TEST(ParseTimeValue, MalformedTextsLeaveTicksUntouched) {
-  for (const wchar_t* text : {L"abc", L"5 s", L"1.2.3", L"1:2:3:4:5", L"--5.", L"1:2-3-4", L" 5 ", L"12a34b"}) {
+  for (const wchar_t* text :
+       {L"abc", L"5 s", L"1.2.3", L"1:2:3:4:5", L"--5.", L"1:2-3-4", L" 5 ", L"12a34b", L"3\n25"}) {
     ExpectRefused(text);
   }
 }
