@@ -6,3 +6,4 @@
 #include "qz_dsc/StreamTypes.h"
 #include "qz_dsc/BasicBinarySerializer.h"
 #include "qz_dsc/BasicBinaryDeserializer.h"
+#include "qz_dsc/TimeValueText.h"
