@@ -7,3 +7,6 @@
 #include "qz_dsc/BasicBinarySerializer.h"
 #include "qz_dsc/BasicBinaryDeserializer.h"
 #include "qz_dsc/TimeValueText.h"
+#include "qz_dsc/DataSourceStreamVariant.h"
+#include "qz_dsc/IStreamModifierRawBufferRoot.h"
+#include "qz_dsc/StreamModifierRawBuffer.h"

@@ -1,0 +1,202 @@
+#include "qz_dsc/StreamModifierRawBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qz_dsc/BasicBinaryDeserializer.h"
+#include "qz_dsc/BasicBinarySerializer.h"
+#include "qz_dsc/DataSourceStreamVariant.h"
+#include "qz_std/TimeValue.h"
+
+namespace qz_dsc {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+using IntBuffer = StreamModifierRawBuffer<int>;
+
+Bytes Written(const BasicBinarySerializer& s) {
+  return Bytes(s.GetBuffer(), s.GetBuffer() + s.GetLength());
+}
+
+template <class Buffer>
+Bytes Write(const Buffer& buffer) {
+  BasicBinarySerializer s(4096);
+  EXPECT_EQ(buffer.SerializeTo(s), 0);
+  return Written(s);
+}
+
+// Reads bytes into a fresh buffer of T and returns it; result gets the code.
+template <class T>
+StreamModifierRawBuffer<T> Read(Bytes bytes, int& result) {
+  BasicBinaryDeserializer d(bytes.data(), static_cast<std::int64_t>(bytes.size()), false);
+  StreamModifierRawBuffer<T> buffer;
+  result = buffer.DeserializeFrom(d);
+  return buffer;
+}
+
+// Snapshot bytes of an int buffer with no attributes and the given samples,
+// each a (seconds, second field, value) triple as stored on the wire.
+Bytes IntSnapshot(const std::vector<std::array<std::int32_t, 3>>& samples) {
+  BasicBinarySerializer s(4096);
+  s << 0 << static_cast<int>(samples.size());
+  for (const auto& sample : samples) s << sample[0] << sample[1] << sample[2];
+  return Written(s);
+}
+
+TEST(StreamModifierRawBuffer, EmptyIntBufferIsFlagsAndCount) {
+  EXPECT_EQ(Write(IntBuffer()), Bytes(8, 0));
+}
+
+TEST(StreamModifierRawBuffer, FlagsSelectTheAttributesWritten) {
+  IntBuffer buffer;
+  ASSERT_EQ(buffer.SetDefaultValue(DataSourceStreamVariantDerived<int>(7)), 0);
+  ASSERT_EQ(buffer.SetHighRange(DataSourceStreamVariantDerived<int>(9)), 0);
+  EXPECT_EQ(buffer.GetFlags(), 5);
+  EXPECT_EQ(Write(buffer), (Bytes{5, 0, 0, 0, 7, 0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0}));
+
+  int result = 1;
+  IntBuffer back = Read<int>(Write(buffer), result);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(back.GetFlags(), 5);
+  EXPECT_EQ(back.GetDefaultValue(), 7);
+  EXPECT_EQ(back.GetLowRange(), 0);
+  EXPECT_EQ(back.GetHighRange(), 9);
+}
+
+TEST(StreamModifierRawBuffer, SampleTimesKeepTheirAsymmetricConversion) {
+  IntBuffer buffer;
+  buffer.AddSample(5'000'000, DataSourceStreamVariantDerived<int>(1));        // 0.5 s
+  buffer.AddSample(15'000'000, DataSourceStreamVariantDerived<int>(2));       // 1.5 s
+  buffer.AddSample(-15'000'000, DataSourceStreamVariantDerived<int>(3));      // -1.5 s
+  buffer.AddSample(20'000'000'000, DataSourceStreamVariantDerived<int>(4));   // 2000 s
+  // The second field carries the whole time in milliseconds, normalised.
+  EXPECT_EQ(Write(buffer), IntSnapshot({{0, 500, 1}, {1, 1500, 2}, {-1, -1500, 3}, {2002, 0, 4}}));
+
+  int result = 1;
+  IntBuffer back = Read<int>(Write(buffer), result);
+  ASSERT_EQ(result, 0);
+  ASSERT_EQ(back.GetCount(), 4);
+  EXPECT_EQ(back.GetSamples()[0], (IntBuffer::Sample{5'000'000, 1}));
+  EXPECT_EQ(back.GetSamples()[1], (IntBuffer::Sample{25'000'000, 2}));
+  EXPECT_EQ(back.GetSamples()[2], (IntBuffer::Sample{-25'000'000, 3}));
+  EXPECT_EQ(back.GetSamples()[3], (IntBuffer::Sample{20'020'000'000, 4}));
+}
+
+TEST(StreamModifierRawBuffer, ExtremeTimesConvertWithoutOverflow) {
+  int result = 1;
+  // Read side: normalised first (2 s and -1 us is 1 s and 999,999), then the
+  // largest field values.
+  IntBuffer back = Read<int>(IntSnapshot({{2, -1, 0},
+                                          {std::numeric_limits<std::int32_t>::max(), 999'999, 0},
+                                          {std::numeric_limits<std::int32_t>::min(), -999'999, 0}}),
+                             result);
+  ASSERT_EQ(result, 0);
+  ASSERT_EQ(back.GetCount(), 3);
+  EXPECT_EQ(back.GetSamples()[0].first, 10'009'990'000);
+  EXPECT_EQ(back.GetSamples()[1].first, (2'147'483'647'000 + 999'999) * 10'000);
+  EXPECT_EQ(back.GetSamples()[2].first, (-2'147'483'648'000 - 999'999) * 10'000);
+
+  // Write side: the 64-bit extremes are cut to 32 bits and still read back.
+  IntBuffer buffer;
+  buffer.AddSample(std::numeric_limits<std::int64_t>::max(), DataSourceStreamVariantDerived<int>(1));
+  buffer.AddSample(std::numeric_limits<std::int64_t>::min(), DataSourceStreamVariantDerived<int>(2));
+  IntBuffer extremes = Read<int>(Write(buffer), result);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(extremes.GetCount(), 2);
+}
+
+TEST(StreamModifierRawBuffer, VariantOfAnotherTypeIsRefused) {
+  IntBuffer buffer;
+  const DataSourceStreamVariantDerived<double> number(1.0);
+  EXPECT_EQ(buffer.AddSample(0, number), 1);
+  EXPECT_EQ(buffer.SetDefaultValue(number), 1);
+  EXPECT_EQ(buffer.SetLowRange(number), 1);
+  EXPECT_EQ(buffer.SetHighRange(number), 1);
+  EXPECT_EQ(buffer.GetCount(), 0);
+  EXPECT_EQ(buffer.GetFlags(), 0);
+
+  StreamModifierRawBuffer<qz_math::VectorN<6>> vectors;
+  EXPECT_EQ(vectors.AddSample(0, DataSourceStreamVariantDerived<qz_math::Vector2>(qz_math::Vector2(1, 2))), 1);
+  EXPECT_EQ(vectors.AddSample(0, DataSourceStreamVariantDerived<qz_math::VectorN<6>>(qz_math::VectorN<6>())), 0);
+}
+
+TEST(StreamModifierRawBuffer, ClearDataKeepsAttributes) {
+  StreamModifierRawBuffer<std::wstring> buffer;
+  buffer.SetLowRange(DataSourceStreamVariantDerived<std::wstring>(L"a"));
+  buffer.AddSample(1, DataSourceStreamVariantDerived<std::wstring>(L"x"));
+  buffer.ClearData();
+  EXPECT_EQ(buffer.GetCount(), 0);
+  EXPECT_EQ(buffer.GetFlags(), 2);
+  EXPECT_EQ(buffer.GetLowRange(), L"a");
+}
+
+TEST(StreamModifierRawBuffer, ReadingAppendsToHeldSamples) {
+  IntBuffer buffer;
+  buffer.AddSample(1, DataSourceStreamVariantDerived<int>(10));
+  Bytes bytes = IntSnapshot({{0, 2, 20}});
+  BasicBinaryDeserializer d(bytes.data(), static_cast<std::int64_t>(bytes.size()), false);
+  ASSERT_EQ(buffer.DeserializeFrom(d), 0);
+  ASSERT_EQ(buffer.GetCount(), 2);
+  EXPECT_EQ(buffer.GetSamples()[0], (IntBuffer::Sample{1, 10}));
+  EXPECT_EQ(buffer.GetSamples()[1], (IntBuffer::Sample{20'000, 20}));
+}
+
+TEST(StreamModifierRawBuffer, ShortOrFullStreamsFail) {
+  IntBuffer buffer;
+  buffer.AddSample(0, DataSourceStreamVariantDerived<int>(1));
+  BasicBinarySerializer tooSmall(12);  // flags, count, then no room for the sample
+  EXPECT_EQ(buffer.SerializeTo(tooSmall), -1);
+
+  Bytes bytes = Write(buffer);
+  bytes.pop_back();
+  int result = 0;
+  IntBuffer back = Read<int>(bytes, result);
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(back.GetCount(), 0);
+}
+
+TEST(StreamModifierRawBuffer, DamagedCountsFailWithoutHugeReservations) {
+  int result = 0;
+  // A count no input of this size can hold: a read failure, not an allocation
+  // of 2^31 samples.
+  Bytes huge = IntSnapshot({{0, 1, 1}});
+  huge[4] = huge[5] = huge[6] = 0xFF;
+  huge[7] = 0x7F;
+  StreamModifierRawBuffer<qz_math::VectorN<6>> vectors;
+  BasicBinaryDeserializer d(huge.data(), static_cast<std::int64_t>(huge.size()), false);
+  EXPECT_EQ(vectors.DeserializeFrom(d), -1);
+  IntBuffer ints = Read<int>(huge, result);
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(ints.GetCount(), 1);  // the one sample the input held
+
+  // A negative count is beyond any sequence.
+  Bytes negative = IntSnapshot({});
+  negative[4] = negative[5] = negative[6] = negative[7] = 0xFF;
+  try {
+    Read<int>(negative, result);
+    ADD_FAILURE() << "no length error";
+  } catch (const std::length_error& e) {
+    EXPECT_STREQ(e.what(), "vector too long");
+  }
+}
+
+TEST(StreamModifierRawBuffer, FactoryMakesOneBufferTypePerStreamType) {
+  using qz_ds::StreamBasicType;
+  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<int>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Int)), nullptr);
+  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<double>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Float)), nullptr);
+  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<std::wstring>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_String)), nullptr);
+  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<qz_math::Vector2>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Vector2)), nullptr);
+  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<qz_math::VectorN<6>>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Vector6)), nullptr);
+  for (int type : {-1, 0, 1, 6, 7, 8, 9, 10, 12, 13}) {
+    EXPECT_EQ(CreateStreamModifierRawBuffer(static_cast<StreamBasicType>(type)), nullptr) << type;
+  }
+}
+
+}  // namespace
+}  // namespace qz_dsc
