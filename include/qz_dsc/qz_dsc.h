@@ -10,3 +10,5 @@
 #include "qz_dsc/DataSourceStreamVariant.h"
 #include "qz_dsc/IStreamModifierRawBufferRoot.h"
 #include "qz_dsc/StreamModifierRawBuffer.h"
+#include "qz_dsc/DataSourceStreamModifier.h"
+#include "qz_dsc/DataSourceModifier.h"
