@@ -10,8 +10,9 @@
 // AttachBuffer. After a failed scalar or string read the target keeps its old
 // value; after a failed Vector2 / VectorN<6> read the position is restored but
 // leading components may have been stored; a TimeValue read always assigns
-// its target (see operator>>(qz_std::TimeValue&)). A string count beyond the
-// string limit (-1 and -2 among them) throws std::length_error("string too long").
+// its target (see operator>>(qz_std::TimeValue&)). A negative string count
+// whose byte size passes the size check throws std::length_error("string too
+// long"): see operator>>(std::wstring&).
 //
 // The copying paths that the original runtime checked with a bounded copy
 // (constructor with takeCopy and size > 0; AttachBuffer with takeCopy into a
@@ -94,9 +95,11 @@ class QZ_DSC_API BasicBinaryDeserializer {
   BasicBinaryDeserializer& operator>>(std::uint64_t& value) noexcept;
   BasicBinaryDeserializer& operator>>(float& value) noexcept;
   BasicBinaryDeserializer& operator>>(double& value) noexcept;
-  // Throws std::length_error("string too long") for a count n that passes the
-  // size check but exceeds the string limit as an unsigned 64-bit value (a
-  // negative count of -1 or -2). std::bad_alloc may escape from the string.
+  // Fails (flag set, nothing moved) when 4 + 2·n bytes are not there, with
+  // 2·n taken as a wrapped signed 32-bit product. A negative count that passes
+  // that check (-1, -2, and INT_MIN + k for 4 + 2·k within the remaining
+  // bytes) throws std::length_error("string too long") with nothing moved.
+  // std::bad_alloc may escape from the string.
   BasicBinaryDeserializer& operator>>(std::wstring& value);
   // Always assigns value: on failure (position restored) it holds the seconds
   // already read, or 0, and 0 microseconds; the pair read is normalised by the
