@@ -62,6 +62,17 @@ void BoundedCopy(unsigned char* dest, std::uint64_t destSize, std::uint64_t boun
 
 // The little-endian value of width bytes at p.
 std::uint64_t LoadLE(const unsigned char* p, unsigned width) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    // The wire order is the host order: one copy of the scalar.
+    if (width == 4) {
+      std::uint32_t narrow = 0;
+      std::memcpy(&narrow, p, 4);
+      return narrow;
+    }
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, p, 8);
+    return bits;
+  }
   std::uint64_t bits = 0;
   for (unsigned i = 0; i < width; ++i) {
     bits |= static_cast<std::uint64_t>(p[i]) << (8 * i);

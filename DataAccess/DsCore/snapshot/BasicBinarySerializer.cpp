@@ -142,8 +142,18 @@ void BasicBinarySerializer::WriteScalar(std::uint64_t bits, unsigned width) noex
     return;
   }
   unsigned char* out = m_buffer + m_position;
-  for (unsigned i = 0; i < width; ++i) {
-    out[i] = static_cast<unsigned char>((bits >> (8 * i)) & 0xFF);  // least-significant byte first
+  if constexpr (std::endian::native == std::endian::little) {
+    // The host order is the wire order: one copy of the scalar.
+    if (width == 4) {
+      const auto narrow = static_cast<std::uint32_t>(bits);
+      std::memcpy(out, &narrow, 4);
+    } else {
+      std::memcpy(out, &bits, 8);
+    }
+  } else {
+    for (unsigned i = 0; i < width; ++i) {
+      out[i] = static_cast<unsigned char>((bits >> (8 * i)) & 0xFF);  // least-significant byte first
+    }
   }
   m_position += width;
 }
