@@ -1,0 +1,102 @@
+#include "xml/DataSourceStreamDecoder.h"
+
+#include "qz_dsc/DataSourceVocabulary.h"
+#include "qz_dsc/StreamTypes.h"
+#include "xml/NumberText.h"
+#include "xml/TimePairText.h"
+
+namespace qz_dsc {
+
+bool DataSourceStreamDecoder::GetName(std::wstring& name) const {
+  return m_node.CheckTagName(DSUM_TAG_TABLE[DSUM_TAG_STREAM]) &&
+         m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_NAME], name);
+}
+
+bool DataSourceStreamDecoder::IsOfType(qz_ds::StreamBasicType type) const {
+  const wchar_t* expected = GetStreamTypeXmlName(type);
+  std::wstring actual;
+  return expected != nullptr && GetType(actual) && actual == expected;
+}
+
+bool DataSourceStreamDecoder::GetType(std::wstring& typeName) const {
+  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_TYPE], typeName);
+}
+
+bool DataSourceStreamDecoder::GetStreamClassId(std::int32_t& id) const {
+  return m_node.GetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_CLASS_ID], id);
+}
+
+bool DataSourceStreamDecoder::GetFreeze(std::int32_t& limitCount, std::int64_t& freezeDelay) const {
+  std::int32_t count = 0;
+  std::wstring delayText;
+  std::int64_t delay = 0;
+  if (!m_node.GetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_LIMIT_COUNT], count) ||
+      !m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_FREEZE_DELAY], delayText) ||
+      !TimePairText::Parse(delayText, delay)) {
+    return false;
+  }
+  limitCount = count;
+  freezeDelay = delay;
+  return true;
+}
+
+bool DataSourceStreamDecoder::GetDataVideoOffset(std::int64_t& offset) const {
+  return m_node.GetInt64Attribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_VIDEO_OFFSET], offset);
+}
+
+bool DataSourceStreamDecoder::GetDefaultValue(std::wstring& text) const {
+  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_DEFAULT_VALUE], text);
+}
+
+bool DataSourceStreamDecoder::GetFirstSampleTime(std::int64_t& time) const {
+  return m_node.GetInt64Attribute(DSUM_TAG_TABLE[DSUM_TAG_FIRST_SAMPLE_TIME], time);
+}
+
+bool DataSourceStreamDecoder::GetFlowType(std::int32_t& flowType) const {
+  std::int32_t value = 0;
+  if (!m_node.GetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_FLOW_TYPE], value) || value < 1 || value > 2) return false;
+  flowType = value;
+  return true;
+}
+
+bool DataSourceStreamDecoder::GetRange(std::wstring& low, std::wstring& high) const {
+  if (!m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_LOW_RANGE], low)) return false;
+  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_HIGH_RANGE], high);
+}
+
+bool DataSourceStreamDecoder::GetValueUnit(std::wstring& text) const {
+  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_VALUE_UNIT], text);
+}
+
+const std::vector<qz_dom::ElementRef>& DataSourceStreamDecoder::Values() const {
+  if (!m_valuesGathered) {
+    m_values.clear();
+    // What the XPath "Value" selects: child elements without a namespace.
+    if (m_node.GetElement() != nullptr) qz_dom::CollectChildElements(m_node.GetElement(), "Value", m_values);
+    m_valuesGathered = true;
+  }
+  return m_values;
+}
+
+bool DataSourceStreamDecoder::GetSampleCount(std::int32_t& count) const {
+  count = static_cast<std::int32_t>(Values().size());
+  return true;
+}
+
+bool DataSourceStreamDecoder::GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const {
+  const auto& values = Values();
+  if (index < 0 || static_cast<std::size_t>(index) >= values.size()) return false;
+  // The element reference stays valid: m_node keeps the document alive.
+  const qz_dom::ElementRef value = values[static_cast<std::size_t>(index)];
+  std::string scratch;
+  std::string_view stamp;
+  std::int64_t ticks = 0;
+  if (!qz_dom::GetAttributeUtf8(value, "TimeStamp", scratch, stamp) || !TimePairText::ParseUtf8(stamp, ticks)) {
+    return false;
+  }
+  if (!qz_dom::GetFirstTextChild(value, text)) text.clear();
+  time = ticks;
+  return true;
+}
+
+}  // namespace qz_dsc

@@ -1,0 +1,57 @@
+// Reads one stream of a data source from the data source list document: the
+// attributes of a "DataSourceStream" element and its "Value" samples. Every
+// getter reports false when its element or attribute is missing or does not
+// parse; the caller decides what that means.
+// Not synchronised: belongs to one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "qz_dom/DomFast.h"
+#include "qz_ds/qz_ds.h"
+#include "qz_dsc/DataSourceEncDecCommon.h"
+
+namespace qz_dsc {
+
+class DataSourceStreamDecoder : public DataSourceEncDecCommon {
+ public:
+  DataSourceStreamDecoder() = default;
+  // node: one child node of a "DataSource" element (maybe not an element).
+  DataSourceStreamDecoder(IXMLDOMNode* node, const std::wstring& baseFolder)
+      : DataSourceEncDecCommon(node, baseFolder) {}
+
+  // "name"; false unless the tag is exactly "DataSourceStream".
+  bool GetName(std::wstring& name) const;
+  // True when "xsi:type" equals the XML name of type exactly.
+  bool IsOfType(qz_ds::StreamBasicType type) const;
+  bool GetType(std::wstring& typeName) const;
+  bool GetStreamClassId(std::int32_t& id) const;
+  // "limitCount" and "freezeDelay" (time pair); both must be there and parse.
+  bool GetFreeze(std::int32_t& limitCount, std::int64_t& freezeDelay) const;
+  bool GetDataVideoOffset(std::int64_t& offset) const;
+  bool GetDefaultValue(std::wstring& text) const;
+  // False when absent (the stream keeps 0).
+  bool GetFirstSampleTime(std::int64_t& time) const;
+  // False unless the value is 1 or 2.
+  bool GetFlowType(std::int32_t& flowType) const;
+  // False when "lowRange" is absent (then "highRange" is not read); else
+  // true only when "highRange" is there too.
+  bool GetRange(std::wstring& low, std::wstring& high) const;
+  bool GetValueUnit(std::wstring& text) const;
+  // Number of "Value" children; always true.
+  bool GetSampleCount(std::int32_t& count) const;
+  // Text and "TimeStamp" of "Value" child index (text empty when it has
+  // none); false when the item or its time is missing or does not parse.
+  // The list of "Value" children is gathered once, on first use.
+  bool GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const;
+
+ private:
+  const std::vector<qz_dom::ElementRef>& Values() const;
+
+  mutable std::vector<qz_dom::ElementRef> m_values;
+  mutable bool m_valuesGathered = false;
+};
+
+}  // namespace qz_dsc

@@ -1,0 +1,73 @@
+#include "xml/DataSourceStreamEncoder.h"
+
+#include "qz_dom/DomFast.h"
+#include "qz_dsc/DataSourceVocabulary.h"
+#include "qz_dsc/StreamTypes.h"
+#include "xml/TimePairText.h"
+
+namespace qz_dsc {
+
+bool DataSourceStreamEncoder::CreateStream(std::int32_t streamClassId, qz_ds::StreamBasicType type,
+                                           const std::wstring& name) {
+  const wchar_t* typeName = GetStreamTypeXmlName(type);
+  if (typeName == nullptr) return false;
+  qz_com::ComPtr<IXMLDOMElement> stream;
+  if (!m_node.CreateElementChildNode(DSUM_TAG_TABLE[DSUM_TAG_STREAM], stream.GetAddressOf())) return false;
+  XMLElementExt element(stream.Get());
+  if (!element.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_TYPE], typeName) ||
+      !element.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_NAME], name) ||
+      !element.SetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_CLASS_ID], streamClassId)) {
+    return false;
+  }
+  m_node = std::move(element);
+  return true;
+}
+
+bool DataSourceStreamEncoder::SetFreeze(std::int32_t limitCount, std::int64_t freezeDelay) {
+  if (!m_node.SetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_LIMIT_COUNT], limitCount)) return false;
+  return m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_FREEZE_DELAY], TimePairText::Format(freezeDelay));
+}
+
+bool DataSourceStreamEncoder::SetDataVideoOffset(std::int64_t offset) {
+  return m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_VIDEO_OFFSET], std::to_wstring(offset));
+}
+
+bool DataSourceStreamEncoder::SetDefaultValue(const std::wstring& text) {
+  return m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_DEFAULT_VALUE], text);
+}
+
+bool DataSourceStreamEncoder::SetFirstSampleTime(std::int64_t time) {
+  if (time == 0) return false;
+  return m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_FIRST_SAMPLE_TIME], std::to_wstring(time));
+}
+
+bool DataSourceStreamEncoder::SetFlowType(std::int32_t flowType) {
+  return m_node.SetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_FLOW_TYPE], flowType);
+}
+
+bool DataSourceStreamEncoder::SetRange(const wchar_t* low, const wchar_t* high) {
+  bool done = true;
+  if (low != nullptr && *low != L'\0') done = m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_LOW_RANGE], low);
+  if (high != nullptr && *high != L'\0') {
+    done = m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_HIGH_RANGE], high) && done;
+  }
+  return done;
+}
+
+bool DataSourceStreamEncoder::SetValueUnit(const std::wstring& text) {
+  return m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_VALUE_UNIT], text);
+}
+
+bool DataSourceStreamEncoder::AddSample(const std::wstring& text, std::int64_t time) {
+  // The bulk writer builds <Value TimeStamp="S M">text</Value> directly: one
+  // element per sample, no wrapper objects.
+  IXMLDOMElement* stream = m_node.GetElement();
+  if (stream == nullptr) return false;
+  return SUCCEEDED(qz_dom::AppendTextElement(stream, "Value", text, "TimeStamp", TimePairText::FormatUtf8(time)));
+}
+
+bool DataSourceStreamEncoder::SetInterpolationType(const std::wstring& text) {
+  return m_node.SetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_INTERPOLATION_TYPE], text);
+}
+
+}  // namespace qz_dsc

@@ -1,0 +1,62 @@
+// Common base of the encoders and decoders of the data source list document:
+// the node being written or read, the base path for relative file names, and
+// static operations that create the document, elements and attributes with
+// the document's namespaces.
+// Not synchronised: an encoder or decoder belongs to one thread at a time.
+#pragma once
+
+#include <string>
+
+#include "qz_com/ComVariant.h"
+#include "qz_dom/qz_dom.h"
+#include "qz_dsc/XMLElementExt.h"
+#include "qz_dsc/export.h"
+
+namespace qz_dsc {
+
+class QZ_DSC_API DataSourceEncDecCommon {
+ public:
+  DataSourceEncDecCommon() = default;
+  // baseFolder is stored as given (a folder, as GetBasePath returns it).
+  DataSourceEncDecCommon(IXMLDOMNode* node, const std::wstring& baseFolder);
+  DataSourceEncDecCommon(const DataSourceEncDecCommon&) = default;
+  DataSourceEncDecCommon(DataSourceEncDecCommon&&) noexcept = default;
+  DataSourceEncDecCommon& operator=(const DataSourceEncDecCommon&) = default;
+  DataSourceEncDecCommon& operator=(DataSourceEncDecCommon&&) noexcept = default;
+  virtual ~DataSourceEncDecCommon();
+
+  // A new document (async, validateOnParse, resolveExternals off; selection
+  // namespaces set). E_POINTER when out is null or *out already set.
+  static HRESULT CreateDocument(IXMLDOMDocument** out);
+  // An unattached element in the document of node (or node itself when it
+  // is a document). The prefix of name must be in the prefix table ("mpeg7",
+  // "xsi"), else E_INVALIDARG and nothing is created.
+  static HRESULT CreateElement(IXMLDOMNode* node, const wchar_t* name, IXMLDOMElement** out);
+  // Appends "mpeg7:Mpeg7" to node; E_POINTER for null arguments or a set *out.
+  static HRESULT CreateRootNode(IXMLDOMNode* node, IXMLDOMElement** out);
+  // Sets attribute name (namespace from the prefix table) to value as it is.
+  static HRESULT SetAttribute(IXMLDOMElement* element, const wchar_t* name, const qz_com::ComVariant& value);
+  // Sets the selection namespaces on the document of node: both "mpeg7" and
+  // "xsi" deliberately bound to the MPEG-7 namespace.
+  static HRESULT SetQueryNamespace(IXMLDOMNode* node);
+  // Always false; touches nothing.
+  static bool CheckRootNode(IXMLDOMElement* root, IXMLDOMElement** out);
+
+  // path is the document's file name; its folder becomes the base path. An
+  // empty path clears it.
+  void SetBasePath(const std::wstring& path);
+  const std::wstring& GetBasePath() const noexcept { return m_basePath; }
+  // Stores folder as the base path as it is.
+  void SetBaseFolder(const std::wstring& folder) { m_basePath = folder; }
+
+  // The node worked on.
+  void SetNode(IXMLDOMNode* node) { m_node = XMLElementExt(node); }
+  const XMLElementExt& GetNode() const noexcept { return m_node; }
+  XMLElementExt& GetNode() noexcept { return m_node; }
+
+ protected:
+  std::wstring m_basePath;
+  XMLElementExt m_node;
+};
+
+}  // namespace qz_dsc
