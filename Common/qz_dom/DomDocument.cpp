@@ -108,6 +108,23 @@ void RecordFirstError(void*, xmlErrorPtr error) {
   info->column = error->int2;
 }
 
+// Keeps libxml2's process-wide (per-thread) error output quiet while the
+// DOM works; errors are reported through results instead.
+class QuietErrors {
+ public:
+  QuietErrors() : m_handler(xmlStructuredError), m_context(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(nullptr, Ignore);
+  }
+  ~QuietErrors() { xmlSetStructuredErrorFunc(m_context, m_handler); }
+  QuietErrors(const QuietErrors&) = delete;
+  QuietErrors& operator=(const QuietErrors&) = delete;
+
+ private:
+  static void Ignore(void*, xmlErrorPtr) {}
+  xmlStructuredErrorFunc m_handler;
+  void* m_context;
+};
+
 std::string TrimMessage(const char* message) {
   std::string m = message != nullptr ? message : "unknown parse error";
   while (!m.empty() && (m.back() == '\n' || m.back() == '\r' || m.back() == ' ')) m.pop_back();
@@ -221,6 +238,7 @@ HRESULT DomDocument::Parse(const std::string* text, const std::string* path, VAR
   xmlParserCtxtPtr ctxt = xmlNewParserCtxt();
   if (ctxt == nullptr) return E_OUTOFMEMORY;
   ctxt->sax->serror = RecordFirstError;
+  QuietErrors quiet;
   ParseErrorInfo first;
   t_firstError = &first;
   xmlDocPtr doc = nullptr;
@@ -284,6 +302,7 @@ HRESULT DomDocument::loadXML(const std::wstring& xml, VARIANT_BOOL* ok) {
 HRESULT DomDocument::save(const std::wstring& path) {
   std::string p;
   if (!ToUtf8(path, p)) return E_INVALIDARG;
+  QuietErrors quiet;
   xmlSaveCtxtPtr save = xmlSaveToFilename(p.c_str(), "UTF-8", XML_SAVE_AS_XML);
   if (save == nullptr) return E_FAIL;
   const long written = xmlSaveDoc(save, m_state->Doc());

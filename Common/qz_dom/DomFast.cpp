@@ -81,12 +81,13 @@ HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std:
   }
   xmlNodePtr e = xmlNewDocNode(p->doc, nullptr, BAD_CAST elementName.c_str(), nullptr);
   if (e == nullptr) return E_OUTOFMEMORY;
-  xmlNodePtr t = xmlNewDocText(p->doc, BAD_CAST content.c_str());
+  // Empty text gets no text node, so the element reads the same after a reload.
+  xmlNodePtr t = content.empty() ? nullptr : xmlNewDocText(p->doc, BAD_CAST content.c_str());
   // xmlNewDocProp with a value would parse entity references; the text child
   // is set directly instead.
   xmlAttrPtr a = xmlNewDocProp(p->doc, BAD_CAST attributeName.c_str(), nullptr);
   xmlNodePtr v = xmlNewDocText(p->doc, BAD_CAST attributeValue.c_str());
-  if (t == nullptr || a == nullptr || v == nullptr) {
+  if ((t == nullptr && !content.empty()) || a == nullptr || v == nullptr) {
     if (v != nullptr) xmlFreeNode(v);
     if (a != nullptr) xmlFreeProp(a);
     if (t != nullptr) xmlFreeNode(t);
@@ -97,7 +98,7 @@ HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std:
   a->children = a->last = v;
   a->parent = e;
   e->properties = a;
-  detail::LinkLastChild(e, t);
+  if (t != nullptr) detail::LinkLastChild(e, t);
   detail::LinkLastChild(p, e);
   return S_OK;
 }

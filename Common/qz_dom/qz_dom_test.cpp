@@ -366,7 +366,7 @@ TEST(DomFast, AppendsTextElements) {
   ASSERT_EQ(S_OK, qz_dom::AppendTextElement(root.Get(), "Value", L"a&<\u00e9", "TimeStamp", "2 2500"));
   ASSERT_EQ(S_OK, qz_dom::AppendTextElement(root.Get(), "Value", L"", "TimeStamp", "0 0"));
   EXPECT_EQ(XmlOf(root.Get()),
-            L"<s><Value TimeStamp=\"2 2500\">a&amp;&lt;\u00e9</Value><Value TimeStamp=\"0 0\"></Value></s>");
+            L"<s><Value TimeStamp=\"2 2500\">a&amp;&lt;\u00e9</Value><Value TimeStamp=\"0 0\"/></s>");
   EXPECT_EQ(E_INVALIDARG, qz_dom::AppendTextElement(root.Get(), "Value", std::wstring(1, L'\0'), "T", "0"));
   EXPECT_EQ(E_INVALIDARG, qz_dom::AppendTextElement(root.Get(), "bad name", L"", "T", "0"));
   EXPECT_EQ(E_INVALIDARG, qz_dom::AppendTextElement(doc.Get(), "Value", L"", "T", "0"));
