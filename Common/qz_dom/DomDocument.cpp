@@ -274,7 +274,7 @@ HRESULT DomDocument::Parse(const std::string* text, const std::string* path, VAR
     }
     err.code = E_FAIL;
     xmlFreeParserCtxt(ctxt);
-    xmlDocPtr empty = xmlNewDoc(BAD_CAST "1.0");
+    xmlDocPtr empty = NewEmptyDocument();
     if (empty == nullptr) return E_OUTOFMEMORY;
     m_state->Replace(empty);
     return S_FALSE;

@@ -57,7 +57,7 @@ bool GetFirstTextChild(ElementRef element, std::wstring& out) {
   if (n == nullptr) return false;
   for (xmlNodePtr c = n->children; c != nullptr; c = c->next) {
     if (c->type == XML_TEXT_NODE) {
-      out = detail::FromUtf8(c->content);
+      detail::AssignUtf8(c->content != nullptr ? std::string_view(AsChars(c->content)) : std::string_view(), out);
       return true;
     }
   }

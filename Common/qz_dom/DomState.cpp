@@ -16,7 +16,19 @@ const char* AsChars(const xmlChar* s) { return reinterpret_cast<const char*>(s);
 
 }  // namespace
 
-DocState::DocState() : m_doc(xmlNewDoc(BAD_CAST "1.0")) {
+xmlDocPtr NewEmptyDocument() {
+  xmlDocPtr doc = xmlNewDoc(BAD_CAST "1.0");
+  if (doc == nullptr) return nullptr;
+  // Names of created nodes are shared through a dictionary, as in parsed documents.
+  doc->dict = xmlDictCreate();
+  if (doc->dict == nullptr) {
+    xmlFreeDoc(doc);
+    return nullptr;
+  }
+  return doc;
+}
+
+DocState::DocState() : m_doc(NewEmptyDocument()) {
   if (m_doc == nullptr) throw std::bad_alloc();
 }
 
@@ -71,21 +83,48 @@ xmlXPathContextPtr DocState::XPathFor(xmlDocPtr doc) {
 }
 
 bool ToUtf8(std::wstring_view text, std::string& out) {
-  out.clear();
-  out.reserve(text.size());
+  // Two passes: validate and size, then encode into place. Documents are
+  // large and mostly ASCII, so this avoids growing the string byte by byte.
+  std::size_t bytes = 0;
   for (wchar_t wc : text) {
     const auto cp = static_cast<std::uint32_t>(wc);
     if (cp == 0 || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-    utf8::unchecked::append(cp, std::back_inserter(out));
+    bytes += cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
+  }
+  out.resize(bytes);
+  char* p = out.data();
+  for (wchar_t wc : text) {
+    const auto cp = static_cast<std::uint32_t>(wc);
+    if (cp < 0x80) {
+      *p++ = static_cast<char>(cp);
+    } else {
+      p = utf8::unchecked::append(cp, p);
+    }
   }
   return true;
 }
 
-std::wstring FromUtf8(std::string_view text) {
+void AssignUtf8(std::string_view text, std::wstring& out) {
   // libxml2 holds valid UTF-8 only: input is checked on the way in.
+  out.resize(text.size());
+  wchar_t* w = out.data();
+  const char* it = text.data();
+  const char* const end = it + text.size();
+  while (it != end) {
+    const auto c = static_cast<unsigned char>(*it);
+    if (c < 0x80) {
+      *w++ = static_cast<wchar_t>(c);
+      ++it;
+    } else {
+      *w++ = static_cast<wchar_t>(utf8::unchecked::next(it));
+    }
+  }
+  out.resize(static_cast<std::size_t>(w - out.data()));
+}
+
+std::wstring FromUtf8(std::string_view text) {
   std::wstring out;
-  out.reserve(text.size());
-  utf8::unchecked::utf8to32(text.begin(), text.end(), std::back_inserter(out));
+  AssignUtf8(text, out);
   return out;
 }
 
@@ -133,12 +172,20 @@ HRESULT MakeBstrVariant(const std::wstring& text, VARIANT* value) {
   return S_OK;
 }
 
+namespace {
+
+// A NUL-terminated text equal to s, without measuring the text first.
+bool EqualsZ(const xmlChar* z, std::string_view s) {
+  return std::strncmp(AsChars(z), s.data(), s.size()) == 0 && z[s.size()] == 0;
+}
+
+}  // namespace
+
 bool QNameEquals(const xmlChar* prefix, const xmlChar* local, std::string_view qname) {
-  const std::string_view loc(AsChars(local));
-  if (prefix == nullptr || *prefix == 0) return qname == loc;
-  const std::string_view pre(AsChars(prefix));
-  return qname.size() == pre.size() + 1 + loc.size() && qname.compare(0, pre.size(), pre) == 0 &&
-         qname[pre.size()] == ':' && qname.compare(pre.size() + 1, std::string_view::npos, loc) == 0;
+  if (prefix == nullptr || *prefix == 0) return EqualsZ(local, qname);
+  const auto colon = qname.find(':');
+  if (colon == std::string_view::npos) return false;
+  return EqualsZ(prefix, qname.substr(0, colon)) && EqualsZ(local, qname.substr(colon + 1));
 }
 
 xmlAttrPtr FindAttribute(xmlNodePtr element, std::string_view qname) {

@@ -66,10 +66,15 @@ class DocState {
 
 using StatePtr = std::shared_ptr<DocState>;
 
+// A new empty document with its own name dictionary; null when out of memory.
+xmlDocPtr NewEmptyDocument();
+
 // Text conversions. ToUtf8 refuses invalid code points and NUL (false).
 bool ToUtf8(std::wstring_view text, std::string& out);
 std::wstring FromUtf8(const xmlChar* text);
 std::wstring FromUtf8(std::string_view text);
+// FromUtf8 into out, reusing its storage.
+void AssignUtf8(std::string_view text, std::wstring& out);
 
 // Text of a VARIANT as the DOM stores it; false for a type it cannot hold.
 bool VariantText(const VARIANT& value, std::wstring& out);
