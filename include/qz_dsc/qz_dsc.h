@@ -12,3 +12,8 @@
 #include "qz_dsc/StreamModifierRawBuffer.h"
 #include "qz_dsc/DataSourceStreamModifier.h"
 #include "qz_dsc/DataSourceModifier.h"
+#include "qz_dsc/DataSourceVocabulary.h"
+#include "qz_dsc/XMLElementExt.h"
+#include "qz_dsc/DataSourceEncDecCommon.h"
+#include "qz_dsc/DataSourceUnitEncoder.h"
+#include "qz_dsc/DataSourceUnitDecoder.h"
