@@ -94,10 +94,14 @@ bool ParseSelectionNamespaces(const std::wstring& text, std::vector<std::pair<st
   return true;
 }
 
+std::string TrimMessage(const char* message) {
+  std::string m = message != nullptr ? message : "unknown parse error";
+  while (!m.empty() && (m.back() == '\n' || m.back() == '\r' || m.back() == ' ')) m.pop_back();
+  return m;
+}
+
 // The first error of a parse (the parser may report follow-up errors).
 thread_local ParseErrorInfo* t_firstError = nullptr;
-
-std::string TrimMessage(const char* message);
 
 void RecordFirstError(void*, xmlErrorPtr error) {
   ParseErrorInfo* info = t_firstError;
@@ -124,12 +128,6 @@ class QuietErrors {
   xmlStructuredErrorFunc m_handler;
   void* m_context;
 };
-
-std::string TrimMessage(const char* message) {
-  std::string m = message != nullptr ? message : "unknown parse error";
-  while (!m.empty() && (m.back() == '\n' || m.back() == '\r' || m.back() == ' ')) m.pop_back();
-  return m;
-}
 
 }  // namespace
 
@@ -213,7 +211,7 @@ HRESULT DomDocument::createNode(DOMNodeType type, const std::wstring& name, cons
     m_state->KeepLoose(n);
     if (!href.empty()) {
       xmlNsPtr ns = xmlNewNs(n, BAD_CAST href.c_str(), prefix.empty() ? nullptr : BAD_CAST prefix.c_str());
-      if (ns == nullptr) return E_OUTOFMEMORY;
+      if (ns == nullptr) return E_FAIL;  // out of memory or the reserved prefix "xml"
       n->ns = ns;
     }
     *out = Wrap(m_state, n);
@@ -225,7 +223,7 @@ HRESULT DomDocument::createNode(DOMNodeType type, const std::wstring& name, cons
   if (!href.empty()) {
     // Held by the state until the attribute is attached and declared there.
     xmlNsPtr ns = xmlNewNs(nullptr, BAD_CAST href.c_str(), prefix.empty() ? nullptr : BAD_CAST prefix.c_str());
-    if (ns == nullptr) return E_OUTOFMEMORY;
+    if (ns == nullptr) return E_FAIL;  // out of memory or the reserved prefix "xml"
     m_state->KeepLooseNs(ns);
     a->ns = ns;
   }

@@ -60,7 +60,7 @@ HRESULT SetText(DocState& state, xmlNodePtr n, const std::wstring& text) {
   if (!ToUtf8(text, utf8)) return E_INVALIDARG;
   switch (n->type) {
     case XML_ATTRIBUTE_NODE:
-      SetAttributeText(state, reinterpret_cast<xmlAttrPtr>(n), utf8);
+      SetAttributeText(reinterpret_cast<xmlAttrPtr>(n), utf8);
       return S_OK;
     case XML_TEXT_NODE:
     case XML_CDATA_SECTION_NODE:
@@ -442,13 +442,13 @@ HRESULT DomElement::setAttribute(const std::wstring& name, const VARIANT& value)
     local = q.substr(colon + 1);
   }
   if (xmlAttrPtr a = FindAttribute(n, q)) {
-    SetAttributeText(*m_state, a, utf8);
+    SetAttributeText(a, utf8);
     return S_OK;
   }
   xmlAttrPtr a = xmlNewDocProp(n->doc, BAD_CAST local.c_str(), nullptr);
   if (a == nullptr) return E_OUTOFMEMORY;
   a->ns = ns;
-  SetAttributeText(*m_state, a, utf8);
+  SetAttributeText(a, utf8);
   a->parent = n;
   if (n->properties == nullptr) {
     n->properties = a;

@@ -196,7 +196,7 @@ xmlAttrPtr FindAttribute(xmlNodePtr element, std::string_view qname) {
   return nullptr;
 }
 
-void SetAttributeText(DocState& state, xmlAttrPtr attr, const std::string& value) {
+void SetAttributeText(xmlAttrPtr attr, const std::string& value) {
   // Old text children are never wrapped (attributes show no children), so
   // they can go at once.
   xmlFreeNodeList(attr->children);
@@ -205,7 +205,6 @@ void SetAttributeText(DocState& state, xmlAttrPtr attr, const std::string& value
   if (text == nullptr) throw std::bad_alloc();
   text->parent = reinterpret_cast<xmlNodePtr>(attr);
   attr->children = attr->last = text;
-  (void)state;
 }
 
 void LinkLastChild(xmlNodePtr parent, xmlNodePtr child) {

@@ -87,7 +87,7 @@ xmlAttrPtr FindAttribute(xmlNodePtr element, std::string_view qname);
 bool QNameEquals(const xmlChar* prefix, const xmlChar* local, std::string_view qname);
 
 // Sets the single text child of an attribute, without entity parsing.
-void SetAttributeText(DocState& state, xmlAttrPtr attr, const std::string& value);
+void SetAttributeText(xmlAttrPtr attr, const std::string& value);
 // Links child as the last child of parent (no text merging, no freeing).
 void LinkLastChild(xmlNodePtr parent, xmlNodePtr child);
 // After linking: make every namespace used in the subtree resolvable in

@@ -371,3 +371,37 @@ TEST(DomFast, AppendsTextElements) {
   EXPECT_EQ(E_INVALIDARG, qz_dom::AppendTextElement(root.Get(), "bad name", L"", "T", "0"));
   EXPECT_EQ(E_INVALIDARG, qz_dom::AppendTextElement(doc.Get(), "Value", L"", "T", "0"));
 }
+
+TEST(DomDocument, MovedNodesKeepTheirNamespacesDeclared) {
+  auto doc = Parse(L"<a><b xmlns:p='urn:p'><p:c p:k='1'/></b><d/></a>");
+  ComPtr<IXMLDOMNode> c, d, b;
+  ASSERT_EQ(S_OK, doc->selectSingleNode(L"a/b/*", c.GetAddressOf()));
+  ASSERT_EQ(S_OK, doc->selectSingleNode(L"a/d", d.GetAddressOf()));
+  ASSERT_EQ(S_OK, d->appendChild(c.Get(), nullptr));
+  EXPECT_EQ(XmlOf(doc.Get()), L"<a><b xmlns:p=\"urn:p\"/><d><p:c xmlns:p=\"urn:p\" p:k=\"1\"/></d></a>\n");
+  // Moving it back under the declaring element drops its own declaration.
+  ASSERT_EQ(S_OK, doc->selectSingleNode(L"a/b", b.GetAddressOf()));
+  ASSERT_EQ(S_OK, b->appendChild(c.Get(), nullptr));
+  EXPECT_EQ(XmlOf(doc.Get()), L"<a><b xmlns:p=\"urn:p\"><p:c p:k=\"1\"/></b><d/></a>\n");
+}
+
+TEST(DomDocument, OutPointersAndTexts) {
+  auto doc = Parse(L"<a>x<b>y</b>z</a>");
+  ComPtr<IXMLDOMElement> root;
+  doc->get_documentElement(root.GetAddressOf());
+  EXPECT_EQ(E_POINTER, root->get_nodeName(nullptr));
+  EXPECT_EQ(E_POINTER, root->selectSingleNode(L"b", nullptr));
+  EXPECT_EQ(E_POINTER, doc->get_documentElement(nullptr));
+  EXPECT_EQ(E_POINTER, doc->createNode(NODE_ELEMENT, L"e", L"", nullptr));
+  EXPECT_EQ(E_INVALIDARG, root->appendChild(nullptr, nullptr));
+  std::wstring text;
+  ASSERT_EQ(S_OK, root->get_text(&text));
+  EXPECT_EQ(text, L"xyz");
+  ASSERT_EQ(S_OK, root->put_text(L"new"));
+  EXPECT_EQ(XmlOf(root.Get()), L"<a>new</a>");
+  VARIANT_BOOL has = VARIANT_FALSE;
+  EXPECT_EQ(S_OK, root->hasChildNodes(&has));
+  EXPECT_EQ(has, VARIANT_TRUE);
+  ComPtr<IXMLDOMNode> unknownType;
+  EXPECT_EQ(E_INVALIDARG, doc->createNode(NODE_DOCUMENT, L"d", L"", unknownType.GetAddressOf()));
+}

@@ -4,6 +4,7 @@
 
 #include <iterator>
 
+#include "qz_com/ComError.h"
 #include "qz_dom/DomFast.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
 #include "xml/NumberText.h"
@@ -147,7 +148,9 @@ bool XMLElementExt::SetValue(const wchar_t* text) {
 bool XMLElementExt::GetStringAttribute(const wchar_t* name, std::wstring& out) const {
   if (!m_element || name == nullptr) return false;
   qz_com::ComVariant value;
-  if (m_element->getAttribute(name, &value) != S_OK || value.vt != VT_BSTR) return false;
+  const HRESULT hr = m_element->getAttribute(name, &value);
+  if (hr == E_OUTOFMEMORY) throw qz_com::ComError(hr);  // the BSTR could not be made
+  if (hr != S_OK || value.vt != VT_BSTR) return false;
   out = value.Text();
   return true;
 }
