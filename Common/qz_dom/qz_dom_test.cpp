@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include <unistd.h>
+
 #include "qz_com/ComPtr.h"
 #include "qz_com/ComVariant.h"
 #include "qz_dom/DomFast.h"
@@ -172,7 +174,7 @@ TEST(DomDocument, ParseErrorsAreReportedWithReasonAndLine) {
 }
 
 TEST(DomDocument, ExternalEntitiesAreNeverResolved) {
-  const auto path = std::filesystem::temp_directory_path() / "qz_dom_secret.txt";
+  const auto path = std::filesystem::temp_directory_path() / ("qz_dom_secret_" + std::to_string(getpid()) + ".txt");
   {
     FILE* f = std::fopen(path.c_str(), "w");
     ASSERT_NE(f, nullptr);
@@ -306,8 +308,10 @@ TEST(DomDocument, AppendingAnotherDocumentsNodeCopiesIt) {
 TEST(DomDocument, SavesAndLoadsFiles) {
   // The DOM takes file names as Unicode and hands them to the system as UTF-8.
   const std::string dir = std::filesystem::temp_directory_path().string();
-  const std::wstring wpath = std::wstring(dir.begin(), dir.end()) + L"/qz_dom_test_\u00e4.xml";
-  const std::string utf8Path = dir + "/qz_dom_test_\xc3\xa4.xml";
+  const std::string pid = std::to_string(getpid());
+  const std::wstring wpath = std::wstring(dir.begin(), dir.end()) + L"/qz_dom_test_\u00e4" +
+                             std::wstring(pid.begin(), pid.end()) + L".xml";
+  const std::string utf8Path = dir + "/qz_dom_test_\xc3\xa4" + pid + ".xml";
   auto doc = Parse(L"<r>\u00e4\u4e2d\U0001F600</r>");
   ASSERT_EQ(S_OK, doc->save(wpath));
   ASSERT_TRUE(std::filesystem::exists(utf8Path));

@@ -1,7 +1,6 @@
-// Common base of the encoders and decoders of the data source list document:
-// the node being written or read, the base path for relative file names, and
-// static operations that create the document, elements and attributes with
-// the document's namespaces.
+// Common base of the data source list encoders and decoders: the node being
+// written or read, the base path for relative file names, and static
+// operations creating the document, elements and attributes with namespaces.
 // Not synchronised: an encoder or decoder belongs to one thread at a time.
 #pragma once
 

@@ -1,7 +1,6 @@
 // Writes one data source into the data source list document: the
-// "DataSource" element under the description unit, with its identifier and,
-// for an external source, its data file, converter and persisted settings.
-// Streams are then written through stream encoders made by CreateStreamEncoder.
+// "DataSource" element with its identifier and, for an external source, its
+// data file, converter and settings; streams go through CreateStreamEncoder.
 // Not synchronised: belongs to one thread at a time.
 #pragma once
 

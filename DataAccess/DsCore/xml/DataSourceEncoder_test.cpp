@@ -7,6 +7,8 @@
 #include <sstream>
 #include <vector>
 
+#include <unistd.h>
+
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/DataSourceUnitEncoder.h"
 #include "qz_log/qz_log.h"
@@ -185,7 +187,10 @@ void ExpectSampleListReadsBack(IXMLDOMNode* doc, const std::wstring& baseFolder)
   EXPECT_FALSE(isJson);
 }
 
-std::filesystem::path TempFile(const char* name) { return std::filesystem::temp_directory_path() / name; }
+// Per process, so that builds running their tests side by side do not meet.
+std::filesystem::path TempFile(const char* name) {
+  return std::filesystem::temp_directory_path() / (std::to_string(getpid()) + "_" + name);
+}
 
 }  // namespace
 
