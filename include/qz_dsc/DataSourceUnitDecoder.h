@@ -8,11 +8,10 @@
 #include <vector>
 
 #include "qz_dsc/DataSourceEncDecCommon.h"
+#include "qz_dsc/DataSourceStreamDecoder.h"
 #include "qz_dsc/export.h"
 
 namespace qz_dsc {
-
-class DataSourceStreamDecoder;
 
 class QZ_DSC_API DataSourceUnitDecoder : public DataSourceEncDecCommon {
  public:

@@ -7,11 +7,10 @@
 #include <string>
 
 #include "qz_dsc/DataSourceEncDecCommon.h"
+#include "qz_dsc/DataSourceStreamEncoder.h"
 #include "qz_dsc/export.h"
 
 namespace qz_dsc {
-
-class DataSourceStreamEncoder;
 
 class QZ_DSC_API DataSourceUnitEncoder : public DataSourceEncDecCommon {
  public:

@@ -17,3 +17,5 @@
 #include "qz_dsc/DataSourceEncDecCommon.h"
 #include "qz_dsc/DataSourceUnitEncoder.h"
 #include "qz_dsc/DataSourceUnitDecoder.h"
+#include "qz_dsc/DataSourceStreamEncoder.h"
+#include "qz_dsc/DataSourceStreamDecoder.h"

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "qz_dsc/DataSourceUnitDecoder.h"
-#include "xml/DataSourceStreamDecoder.h"
+#include "qz_dsc/DataSourceStreamDecoder.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 
 using namespace qz_dsc;

@@ -12,8 +12,8 @@
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/DataSourceUnitEncoder.h"
 #include "qz_log/qz_log.h"
-#include "xml/DataSourceStreamDecoder.h"
-#include "xml/DataSourceStreamEncoder.h"
+#include "qz_dsc/DataSourceStreamDecoder.h"
+#include "qz_dsc/DataSourceStreamEncoder.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 #include "xml/DataSourceUnitMgrEncoder.h"
 

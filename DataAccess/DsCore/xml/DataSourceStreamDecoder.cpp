@@ -1,4 +1,4 @@
-#include "xml/DataSourceStreamDecoder.h"
+#include "qz_dsc/DataSourceStreamDecoder.h"
 
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/StreamTypes.h"

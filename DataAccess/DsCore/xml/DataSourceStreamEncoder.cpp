@@ -1,4 +1,4 @@
-#include "xml/DataSourceStreamEncoder.h"
+#include "qz_dsc/DataSourceStreamEncoder.h"
 
 #include "qz_dom/DomFast.h"
 #include "qz_dsc/DataSourceVocabulary.h"

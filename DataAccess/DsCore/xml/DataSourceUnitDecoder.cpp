@@ -1,7 +1,7 @@
 #include "qz_dsc/DataSourceUnitDecoder.h"
 
 #include "qz_dsc/DataSourceVocabulary.h"
-#include "xml/DataSourceStreamDecoder.h"
+#include "qz_dsc/DataSourceStreamDecoder.h"
 #include "xml/ShellPath.h"
 
 namespace qz_dsc {

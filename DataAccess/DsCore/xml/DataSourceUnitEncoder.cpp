@@ -2,7 +2,7 @@
 
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_log/qz_log.h"
-#include "xml/DataSourceStreamEncoder.h"
+#include "qz_dsc/DataSourceStreamEncoder.h"
 #include "xml/ShellPath.h"
 
 namespace qz_dsc {

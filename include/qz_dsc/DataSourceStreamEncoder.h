@@ -10,10 +10,11 @@
 
 #include "qz_ds/qz_ds.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
+#include "qz_dsc/export.h"
 
 namespace qz_dsc {
 
-class DataSourceStreamEncoder : public DataSourceEncDecCommon {
+class QZ_DSC_API DataSourceStreamEncoder : public DataSourceEncDecCommon {
  public:
   DataSourceStreamEncoder() = default;
   // dataSource: the "DataSource" element to write under.

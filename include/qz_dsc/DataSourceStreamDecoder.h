@@ -12,10 +12,11 @@
 #include "qz_dom/DomFast.h"
 #include "qz_ds/qz_ds.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
+#include "qz_dsc/export.h"
 
 namespace qz_dsc {
 
-class DataSourceStreamDecoder : public DataSourceEncDecCommon {
+class QZ_DSC_API DataSourceStreamDecoder : public DataSourceEncDecCommon {
  public:
   DataSourceStreamDecoder() = default;
   // node: one child node of a "DataSource" element (maybe not an element).
