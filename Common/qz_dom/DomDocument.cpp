@@ -346,7 +346,12 @@ HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID 
   *ppv = nullptr;
   if (outer != nullptr) return CLASS_E_NOAGGREGATION;
   if (clsid != CLSID_DOMDocument60 || (context & CLSCTX_ALL) == 0) return REGDB_E_CLASSNOTREG;
-  auto* doc = new detail::DomDocument(std::make_shared<detail::DocState>());
+  detail::DomDocument* doc = nullptr;
+  try {
+    doc = new detail::DomDocument(std::make_shared<detail::DocState>());
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
   HRESULT hr = doc->QueryInterface(riid, ppv);
   doc->Release();
   return hr;

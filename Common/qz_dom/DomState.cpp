@@ -1,5 +1,6 @@
 #include "DomState.h"
 
+#include <libxml/parser.h>
 #include <libxml/xpathInternals.h>
 #include <utf8.h>
 
@@ -17,6 +18,13 @@ const char* AsChars(const xmlChar* s) { return reinterpret_cast<const char*>(s);
 }  // namespace
 
 xmlDocPtr NewEmptyDocument() {
+  // libxml2's global tables are set up once, before documents made on
+  // several threads parse at the same time.
+  static const bool initialised = [] {
+    xmlInitParser();
+    return true;
+  }();
+  (void)initialised;
   xmlDocPtr doc = xmlNewDoc(BAD_CAST "1.0");
   if (doc == nullptr) return nullptr;
   // Names of created nodes are shared through a dictionary, as in parsed documents.

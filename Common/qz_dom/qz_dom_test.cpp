@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -408,4 +411,37 @@ TEST(DomDocument, OutPointersAndTexts) {
   EXPECT_EQ(has, VARIANT_TRUE);
   ComPtr<IXMLDOMNode> unknownType;
   EXPECT_EQ(E_INVALIDARG, doc->createNode(NODE_DOCUMENT, L"d", L"", unknownType.GetAddressOf()));
+}
+
+// Documents belong to one thread each, but several threads may parse and
+// query their own documents at the same time.
+TEST(DomThreads, SeparateDocumentsOnSeveralThreads) {
+  std::vector<std::thread> threads;
+  std::atomic<int> found{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &found] {
+      for (int i = 0; i < 100; ++i) {
+        ComPtr<IXMLDOMDocument2> doc;
+        if (qz_dom::CoCreateInstance(qz_dom::CLSID_DOMDocument60, nullptr, qz_dom::CLSCTX_ALL,
+                                     uuidof<IXMLDOMDocument2>(), reinterpret_cast<void**>(doc.GetAddressOf())) != S_OK)
+          return;
+        VARIANT_BOOL ok = VARIANT_FALSE;
+        const std::wstring text = L"<m:r xmlns:m='urn:mpeg:mpeg7:schema:2001'><m:v n='" + std::to_wstring(t) +
+                                  L"'/><broken" + (i % 10 == 0 ? L"" : L"/>") + L"</m:r>";
+        doc->loadXML(text, &ok);
+        if (ok != VARIANT_TRUE) {
+          found += (i % 10 == 0);  // the malformed ones fail cleanly
+          continue;
+        }
+        doc->setProperty(L"SelectionNamespaces", ComVariant(L"xmlns:m='urn:mpeg:mpeg7:schema:2001'"));
+        ComPtr<IXMLDOMElement> root;
+        doc->get_documentElement(root.GetAddressOf());
+        ComPtr<IXMLDOMNode> v;
+        if (root && root->selectSingleNode(L"m:v[@n='" + std::to_wstring(t) + L"']", v.GetAddressOf()) == S_OK && v)
+          ++found;
+      }
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(found.load(), 400);
 }
