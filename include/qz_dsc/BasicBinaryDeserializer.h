@@ -14,11 +14,12 @@
 // whose byte size passes the size check throws std::length_error("string too
 // long"): see operator>>(std::wstring&).
 //
-// The copying paths that the original runtime checked with a bounded copy
-// (constructor with takeCopy and size > 0; AttachBuffer with takeCopy into a
-// smaller old capacity; a null data pointer with size > 0) report through
+// The copying paths (constructor with takeCopy and size > 0; AttachBuffer
+// with takeCopy into a smaller old capacity; a null data pointer with
+// size > 0) go through a bounded copy in the manner of memcpy_s, bounded by
+// the capacity held before the call. A fault is reported through
 // qz_dsc::ReportFatalError (FatalError.h) with 34 (range) or 22 (invalid
-// argument) and then copy nothing; the new buffer is zero-filled instead.
+// argument); then nothing is copied and the new buffer is zero-filled.
 // Allocation never throws: a failed allocation leaves no buffer, capacity 0
 // and length 0, and no copy is attempted.
 //

@@ -39,7 +39,7 @@ unsigned char* Allocate(std::uint64_t size) noexcept {
   return static_cast<unsigned char*>(std::malloc(size == 0 ? 1 : static_cast<std::size_t>(size)));
 }
 
-// The bounded copy of the original runtime (memcpy_s): copies count bytes of
+// A bounded copy in the manner of memcpy_s: copies count bytes of
 // src to dest when bound >= count. Otherwise, or for a null pointer, it
 // zero-fills dest (destSize bytes), reports the fault through the fatal-error
 // hook (22 for a null pointer, 34 for a bound below count) and copies nothing.
