@@ -2,16 +2,13 @@
 
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
+#include "xml/ExternalSourceNames.h"
 #include "xml/ShellPath.h"
 
 namespace qz_dsc {
 namespace {
 
 using qz_com::ComPtr;
-
-constexpr wchar_t kExternalYes[] = L"yes";
-constexpr wchar_t kPersistencyJson[] = L"PersistencyDataJSON";
-constexpr wchar_t kPersistencyElement[] = L"PersistencyData";
 
 // The XML text of everything under node, in document order.
 bool ContentXml(IXMLDOMNode* node, std::wstring& out) {

@@ -3,18 +3,12 @@
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_log/qz_log.h"
 #include "qz_dsc/DataSourceStreamEncoder.h"
+#include "xml/ExternalSourceNames.h"
 #include "xml/ShellPath.h"
 
 namespace qz_dsc {
-namespace {
 
 using qz_com::ComPtr;
-
-constexpr wchar_t kExternalYes[] = L"yes";
-constexpr wchar_t kPersistencyJson[] = L"PersistencyDataJSON";
-constexpr wchar_t kPersistencyElement[] = L"PersistencyData";
-
-}  // namespace
 
 DataSourceUnitEncoder::~DataSourceUnitEncoder() = default;
 
