@@ -57,6 +57,17 @@ HRESULT HandAs(IXMLDOMNode* node, T** out) {
   return hr;
 }
 
+// A node without a namespace from doc.createNode, handed out as interface T.
+template <class Doc, class T>
+HRESULT CreateAs(Doc& doc, DOMNodeType type, const std::wstring& text, T** out) {
+  if (out == nullptr) return E_POINTER;
+  *out = nullptr;
+  IXMLDOMNode* node = nullptr;
+  HRESULT hr = doc.createNode(type, text, std::wstring(), &node);
+  if (FAILED(hr)) return hr;
+  return HandAs(node, out);
+}
+
 // Parses "xmlns:p='uri' xmlns:q=\"uri\"" into prefix/URI pairs.
 bool ParseSelectionNamespaces(const std::wstring& text, std::vector<std::pair<std::string, std::string>>& pairs) {
   std::size_t i = 0;
@@ -144,39 +155,19 @@ HRESULT DomDocument::get_documentElement(IXMLDOMElement** out) {
 }
 
 HRESULT DomDocument::createElement(const std::wstring& name, IXMLDOMElement** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  IXMLDOMNode* node = nullptr;
-  HRESULT hr = createNode(NODE_ELEMENT, name, std::wstring(), &node);
-  if (FAILED(hr)) return hr;
-  return HandAs(node, out);
+  return CreateAs(*this, NODE_ELEMENT, name, out);
 }
 
 HRESULT DomDocument::createTextNode(const std::wstring& data, IXMLDOMText** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  IXMLDOMNode* node = nullptr;
-  HRESULT hr = createNode(NODE_TEXT, data, std::wstring(), &node);
-  if (FAILED(hr)) return hr;
-  return HandAs(node, out);
+  return CreateAs(*this, NODE_TEXT, data, out);
 }
 
 HRESULT DomDocument::createComment(const std::wstring& data, IXMLDOMComment** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  IXMLDOMNode* node = nullptr;
-  HRESULT hr = createNode(NODE_COMMENT, data, std::wstring(), &node);
-  if (FAILED(hr)) return hr;
-  return HandAs(node, out);
+  return CreateAs(*this, NODE_COMMENT, data, out);
 }
 
 HRESULT DomDocument::createAttribute(const std::wstring& name, IXMLDOMAttribute** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  IXMLDOMNode* node = nullptr;
-  HRESULT hr = createNode(NODE_ATTRIBUTE, name, std::wstring(), &node);
-  if (FAILED(hr)) return hr;
-  return HandAs(node, out);
+  return CreateAs(*this, NODE_ATTRIBUTE, name, out);
 }
 
 HRESULT DomDocument::createNode(DOMNodeType type, const std::wstring& name, const std::wstring& uri,
