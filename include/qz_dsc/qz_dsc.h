@@ -4,6 +4,7 @@
 #include "qz_dsc/export.h"
 #include "qz_dsc/FatalError.h"
 #include "qz_dsc/StreamTypes.h"
+#include "qz_dsc/Ticks.h"
 #include "qz_dsc/BasicBinarySerializer.h"
 #include "qz_dsc/BasicBinaryDeserializer.h"
 #include "qz_dsc/TimeValueText.h"
