@@ -20,3 +20,6 @@
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/DataSourceStreamEncoder.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
+#include "qz_dsc/IQZPropertySet.h"
+#include "qz_dsc/DataSourceStreamRoot.h"
+#include "qz_dsc/DataSourceStreamExtended.h"
