@@ -5,6 +5,7 @@
 #pragma once
 
 #include "qz_dsc/export.h"
+#include "qz_dsc/StreamTypes.h"
 
 namespace qz_dsc {
 
@@ -44,8 +45,8 @@ enum DsumTag : int {
   DSUM_TAG_FIRST_SAMPLE_TIME,         // "firstSampleTime"
   DSUM_TAG_VALUE,                     // "Value"
   DSUM_TAG_TIME_STAMP,                // "TimeStamp"
-  DSUM_TAG_FIRST_STREAM_TYPE_NAME,    // 13 rows: the XML stream type names by StreamBasicType
-  DSUM_TAG_SELECTION_NAMESPACES = DSUM_TAG_FIRST_STREAM_TYPE_NAME + 13,
+  DSUM_TAG_FIRST_STREAM_TYPE_NAME,    // the XML stream type names by StreamBasicType (GetStreamTypeXmlName)
+  DSUM_TAG_SELECTION_NAMESPACES = DSUM_TAG_FIRST_STREAM_TYPE_NAME + kStreamBasicTypeCount,
   DSUM_TAG_PREFIX,                    // "mpeg7"
   DSUM_TAG_NAMESPACE_URI,             // "urn:mpeg:mpeg7:schema:2001"
   DSUM_TAG_NAMESPACE_URI_2,           // the same URI again

@@ -6,10 +6,8 @@ namespace qz_dsc {
 namespace {
 
 TEST(StreamTypes, XmlNamesFollowTheTypeNumbers) {
+  // Spot checks of the row order; the full texts are pinned by the encoder's output tests.
   EXPECT_STREQ(GetStreamTypeXmlName(qz_ds::StreamBasicType_None), L"DataSourceNoneStreamType");
-  EXPECT_STREQ(GetStreamTypeXmlName(qz_ds::StreamBasicType_Int), L"DataSourceIntStreamType");
-  EXPECT_STREQ(GetStreamTypeXmlName(qz_ds::StreamBasicType_ImageID), L"DataSourceImageIDStreamType");
-  EXPECT_STREQ(GetStreamTypeXmlName(qz_ds::StreamBasicType_Vector6), L"DataSourceVector6StreamType");
   EXPECT_STREQ(GetStreamTypeXmlName(qz_ds::StreamBasicType_PersonSkeleton), L"DataSourcePersonSkeletonStreamType");
   EXPECT_EQ(GetStreamTypeXmlName(static_cast<qz_ds::StreamBasicType>(13)), nullptr);
   EXPECT_EQ(GetStreamTypeXmlName(static_cast<qz_ds::StreamBasicType>(-1)), nullptr);

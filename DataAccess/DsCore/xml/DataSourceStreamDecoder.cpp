@@ -3,6 +3,7 @@
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/StreamTypes.h"
 #include "xml/NumberText.h"
+#include "xml/TagUtf8.h"
 #include "xml/TimePairText.h"
 
 namespace qz_dsc {
@@ -72,7 +73,7 @@ const std::vector<qz_dom::ElementRef>& DataSourceStreamDecoder::Values() const {
   if (!m_valuesGathered) {
     m_values.clear();
     // What the XPath "Value" selects: child elements without a namespace.
-    if (m_node.GetElement() != nullptr) qz_dom::CollectChildElements(m_node.GetElement(), "Value", m_values);
+    if (m_node.GetElement() != nullptr) qz_dom::CollectChildElements(m_node.GetElement(), TagUtf8(DSUM_TAG_VALUE), m_values);
     m_valuesGathered = true;
   }
   return m_values;
@@ -91,7 +92,7 @@ bool DataSourceStreamDecoder::GetSample(std::int32_t index, std::wstring& text, 
   std::string scratch;
   std::string_view stamp;
   std::int64_t ticks = 0;
-  if (!qz_dom::GetAttributeUtf8(value, "TimeStamp", scratch, stamp) || !TimePairText::ParseUtf8(stamp, ticks)) {
+  if (!qz_dom::GetAttributeUtf8(value, TagUtf8(DSUM_TAG_TIME_STAMP), scratch, stamp) || !TimePairText::ParseUtf8(stamp, ticks)) {
     return false;
   }
   if (!qz_dom::GetFirstTextChild(value, text)) text.clear();

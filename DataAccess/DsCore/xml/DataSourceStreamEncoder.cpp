@@ -3,6 +3,7 @@
 #include "qz_dom/DomFast.h"
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/StreamTypes.h"
+#include "xml/TagUtf8.h"
 #include "xml/TimePairText.h"
 
 namespace qz_dsc {
@@ -63,7 +64,8 @@ bool DataSourceStreamEncoder::AddSample(const std::wstring& text, std::int64_t t
   // element per sample, no wrapper objects.
   IXMLDOMElement* stream = m_node.GetElement();
   if (stream == nullptr) return false;
-  return SUCCEEDED(qz_dom::AppendTextElement(stream, "Value", text, "TimeStamp", TimePairText::FormatUtf8(time)));
+  return SUCCEEDED(qz_dom::AppendTextElement(stream, TagUtf8(DSUM_TAG_VALUE), text, TagUtf8(DSUM_TAG_TIME_STAMP),
+                                             TimePairText::FormatUtf8(time)));
 }
 
 bool DataSourceStreamEncoder::SetInterpolationType(const std::wstring& text) {

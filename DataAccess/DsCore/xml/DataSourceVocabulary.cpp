@@ -1,5 +1,11 @@
 #include "qz_dsc/DataSourceVocabulary.h"
 
+#include <array>
+#include <string>
+
+#include "Utf8Text.h"
+#include "xml/TagUtf8.h"
+
 namespace qz_dsc {
 namespace {
 
@@ -18,8 +24,8 @@ const wchar_t* const DSUM_TYPE_TAG_NAME = kTypeTagName;
 const wchar_t* const DSUM_TYPE_TYPE_NAME = kTypeTypeName;
 const wchar_t* const DSUM_TYPE_VERSION = kTypeVersion;
 
-// A plain array so that it is constant-initialised; the stream type names
-// repeat the rows of GetStreamTypeXmlName (a test keeps the two equal).
+// A plain array so that it is constant-initialised. The stream type rows are
+// the one table of stream type names (GetStreamTypeXmlName reads them).
 const wchar_t* const DSUM_TAG_TABLE[DSUM_TAG_COUNT] = {
     L"mpeg7:Mpeg7",
     kMainTag,
@@ -67,5 +73,14 @@ const wchar_t* const DSUM_TAG_TABLE[DSUM_TAG_COUNT] = {
     kUri,
     kUri,
 };
+
+const std::string& TagUtf8(DsumTag tag) {
+  static const std::array<std::string, DSUM_TAG_COUNT> names = [] {
+    std::array<std::string, DSUM_TAG_COUNT> utf8;
+    for (int i = 0; i < DSUM_TAG_COUNT; ++i) utf8[static_cast<std::size_t>(i)] = utf8text::ToUtf8(DSUM_TAG_TABLE[i]);
+    return utf8;
+  }();
+  return names[static_cast<std::size_t>(tag)];
+}
 
 }  // namespace qz_dsc

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "qz_dsc/Ticks.h"
 #include "xml/NumberText.h"
 
 namespace qz_dsc {
@@ -14,14 +15,14 @@ bool ParsePair(std::basic_string_view<CharT> text, std::int64_t& ticks) noexcept
   std::basic_string_view<CharT> rest;
   if (!NumberText::Parse(text, seconds, &rest) || !NumberText::Parse(rest, milliseconds)) return false;
   // Both parts are 32-bit, so the sum cannot overflow 64 bits.
-  ticks = (static_cast<std::int64_t>(seconds) * 1000 + milliseconds) * 10'000;
+  ticks = seconds * kTicksPerSecond + milliseconds * kTicksPerMillisecond;
   return true;
 }
 
 std::string FormatPair(std::int64_t ticks) {
   // Conversions to 32 bits wrap (two's complement), as the saved format does.
-  const auto seconds = static_cast<std::int32_t>(ticks / 10'000'000);
-  const auto milliseconds = static_cast<std::int32_t>(ticks / 10'000);
+  const auto seconds = static_cast<std::int32_t>(ticks / kTicksPerSecond);
+  const auto milliseconds = static_cast<std::int32_t>(ticks / kTicksPerMillisecond);
   const std::int64_t magnitude = std::llabs(static_cast<std::int64_t>(milliseconds));
   return std::to_string(seconds) + ' ' + std::to_string(magnitude);
 }
