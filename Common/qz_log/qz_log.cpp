@@ -3,12 +3,12 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <cwchar>
 #include <memory>
 #include <mutex>
-#include <vector>
+#include <utility>
 
 #include "Utf8Text.h"
+#include "WideFormat.h"
 
 namespace qz_log {
 namespace {
@@ -32,8 +32,11 @@ std::mutex& SinkMutex() {
   return m;
 }
 
-LogSink& Sink() {
-  static LogSink sink;
+// The current sink, replaced as a whole: a reporter takes its own reference
+// under the mutex and calls it after letting go, so a sink that is being
+// replaced stays alive until its last call returns.
+std::shared_ptr<const LogSink>& Sink() {
+  static std::shared_ptr<const LogSink> sink;
   return sink;
 }
 
@@ -44,71 +47,31 @@ void DefaultSink(const LogRecord& r) {
 
 void Deliver(int category, int level, const char* file, int line, std::wstring message) {
   LogRecord record{category, level, file ? file : "", line, std::move(message)};
-  std::lock_guard<std::mutex> lock(SinkMutex());
-  if (Sink()) {
-    Sink()(record);
+  std::shared_ptr<const LogSink> sink;
+  {
+    std::lock_guard<std::mutex> lock(SinkMutex());
+    sink = Sink();
+  }
+  // No lock of this library is held here: the sink may report, change the
+  // sink or take locks of its own in any order.
+  if (sink) {
+    (*sink)(record);
   } else {
     DefaultSink(record);
   }
 }
 
-// Rewrites a Windows wide format into the C library's wide format:
-// %s -> %ls, %S and %hs -> %s, %I64 -> %ll, %I32 -> (int).
-std::wstring TranslateFormat(const wchar_t* fmt) {
-  std::wstring out;
-  for (const wchar_t* p = fmt; *p != L'\0'; ++p) {
-    out.push_back(*p);
-    if (*p != L'%') continue;
-    ++p;
-    if (*p == L'%') {
-      out.push_back(L'%');
-      continue;
-    }
-    while (*p != L'\0' && std::wcschr(L"-+ #0", *p) != nullptr) out.push_back(*p++);
-    while (*p != L'\0' && (std::iswdigit(*p) || *p == L'*')) out.push_back(*p++);
-    if (*p == L'.') {
-      out.push_back(*p++);
-      while (*p != L'\0' && (std::iswdigit(*p) || *p == L'*')) out.push_back(*p++);
-    }
-    bool narrow = false;
-    bool wide = false;
-    if (p[0] == L'I' && p[1] == L'6' && p[2] == L'4') {
-      out += L"ll";
-      p += 3;
-    } else if (p[0] == L'I' && p[1] == L'3' && p[2] == L'2') {
-      p += 3;
-    } else if (*p == L'h' && (p[1] == L's' || p[1] == L'c')) {
-      narrow = true;
-      ++p;
-    } else if (*p == L'l' && (p[1] == L's' || p[1] == L'c')) {
-      wide = true;
-      ++p;
-    } else {
-      while (*p != L'\0' && std::wcschr(L"hlLqjzt", *p) != nullptr) out.push_back(*p++);
-    }
-    if (*p == L'\0') break;
-    if ((*p == L's' || *p == L'c') && !narrow) {
-      out.push_back(L'l');
-      out.push_back(*p);
-    } else if ((*p == L'S' || *p == L'C') && !wide) {
-      out.push_back(static_cast<wchar_t>(*p == L'S' ? L's' : L'c'));
-    } else if (*p == L'S' || *p == L'C') {
-      out.push_back(L'l');
-      out.push_back(static_cast<wchar_t>(*p == L'S' ? L's' : L'c'));
-    } else {
-      out.push_back(*p);
-    }
-  }
-  return out;
-}
-
 }  // namespace
 
 LogSink set_log_sink(LogSink sink) {
-  std::lock_guard<std::mutex> lock(SinkMutex());
-  LogSink old = std::move(Sink());
-  Sink() = std::move(sink);
-  return old;
+  std::shared_ptr<const LogSink> replacement;
+  if (sink) replacement = std::make_shared<const LogSink>(std::move(sink));
+  std::shared_ptr<const LogSink> old;
+  {
+    std::lock_guard<std::mutex> lock(SinkMutex());
+    old = std::exchange(Sink(), std::move(replacement));
+  }
+  return old ? *old : LogSink();
 }
 
 int get_report_level(int category) {
@@ -121,35 +84,11 @@ void set_report_level(int category, int level) {
   Levels()[static_cast<std::size_t>(category)].store(level, std::memory_order_relaxed);
 }
 
-std::wstring vformatW(const wchar_t* fmt, std::va_list args) {
-  if (fmt == nullptr) return std::wstring();
-  const std::wstring translated = TranslateFormat(fmt);
-  std::vector<wchar_t> buffer(256);
-  for (;;) {
-    std::va_list copy;
-    va_copy(copy, args);
-    int n = std::vswprintf(buffer.data(), buffer.size(), translated.c_str(), copy);
-    va_end(copy);
-    if (n >= 0 && static_cast<std::size_t>(n) < buffer.size()) return std::wstring(buffer.data(), static_cast<std::size_t>(n));
-    // vswprintf does not tell the needed size; grow until it fits, within reason.
-    if (buffer.size() >= (std::size_t{1} << 24)) return std::wstring();
-    buffer.resize(buffer.size() * 4);
-  }
-}
-
-std::wstring formatW(const wchar_t* fmt, ...) {
-  std::va_list args;
-  va_start(args, fmt);
-  std::wstring s = vformatW(fmt, args);
-  va_end(args);
-  return s;
-}
-
 void _reportW(int category, int level, const char* file, int line, const wchar_t* fmt, ...) {
   if (get_report_level(category) < level) return;
   std::va_list args;
   va_start(args, fmt);
-  std::wstring message = vformatW(fmt, args);
+  std::wstring message = widefmt::VFormat(fmt, args);
   va_end(args);
   Deliver(category, level, file, line, std::move(message));
 }
@@ -158,7 +97,7 @@ void _reportW0(int level, const char* file, int line, const wchar_t* fmt, ...) {
   if (get_report_level(0) < level) return;
   std::va_list args;
   va_start(args, fmt);
-  std::wstring message = vformatW(fmt, args);
+  std::wstring message = widefmt::VFormat(fmt, args);
   va_end(args);
   Deliver(0, level, file, line, std::move(message));
 }
@@ -170,7 +109,7 @@ void _report_condW0(const char* file, int line, const wchar_t* expression) {
 
 void _report_errW0(const char* file, int line, HRESULT hr) {
   if (get_report_level(0) < 1) return;
-  Deliver(0, 1, file, line, formatW(L"QZCheckHRESULT: 0x%08x", static_cast<unsigned>(hr)));
+  Deliver(0, 1, file, line, widefmt::Format(L"QZCheckHRESULT: 0x%08x", static_cast<unsigned>(hr)));
 }
 
 }  // namespace qz_log

@@ -3,7 +3,7 @@
 #include <cwctype>
 #include <limits>
 
-#include "qz_log/qz_log.h"
+#include "module/Check.h"
 #include "time/TimeIntervalText.h"
 
 namespace qz_dsc {
@@ -72,18 +72,18 @@ Parts Split(std::int64_t t) {
 std::wstring Clock(const Parts& p, unsigned options, int decimals) {
   std::wstring s = p.negative ? L"-" : L"";
   if (p.hours != 0) {
-    s += qz_log::formatW(L"%d:%02d:%02d", p.hours, p.minutes, p.seconds);
+    s += FormatW(L"%d:%02d:%02d", p.hours, p.minutes, p.seconds);
   } else if ((options & kNoPrefix) == 0) {
-    s += qz_log::formatW(L"0:%02d:%02d", p.minutes, p.seconds);
+    s += FormatW(L"0:%02d:%02d", p.minutes, p.seconds);
   } else if (p.minutes != 0 || (options & kKeepMinutes) != 0) {
-    s += qz_log::formatW(L"%d:%02d", p.minutes, p.seconds);
+    s += FormatW(L"%d:%02d", p.minutes, p.seconds);
   } else {
-    s += qz_log::formatW(L"%d", p.seconds);
+    s += FormatW(L"%d", p.seconds);
   }
   switch (decimals) {
-    case 1: s += qz_log::formatW(L".%1d", p.rest / 1'000'000); break;
-    case 2: s += qz_log::formatW(L".%02d", p.rest / 100'000); break;
-    case 3: s += qz_log::formatW(L".%03d", p.rest / 10'000); break;
+    case 1: s += FormatW(L".%1d", p.rest / 1'000'000); break;
+    case 2: s += FormatW(L".%02d", p.rest / 100'000); break;
+    case 3: s += FormatW(L".%03d", p.rest / 10'000); break;
     default: break;
   }
   return s;
@@ -128,24 +128,24 @@ std::wstring Sport(const Parts& p) {
   const std::uint64_t ms = p.magnitude / kMillisecond;
   const auto minutes = static_cast<long long>(ms / 60'000);
   const auto seconds = static_cast<int>(ms % 60'000 / 1000);
-  if (minutes <= 0) return Sign(p) + qz_log::formatW(L"%d\"", seconds);
-  return Sign(p) + qz_log::formatW(L"%I64d' %02d\"", minutes, seconds);
+  if (minutes <= 0) return Sign(p) + FormatW(L"%d\"", seconds);
+  return Sign(p) + FormatW(L"%I64d' %02d\"", minutes, seconds);
 }
 
 std::wstring MinutesSeconds(const Parts& p) {
   const std::uint64_t ms = p.magnitude / kMillisecond;
   const auto minutes = static_cast<long long>(ms / 60'000);
   const auto seconds = static_cast<int>(ms % 60'000 / 1000);
-  return Sign(p) + qz_log::formatW(L"%02I64d:%02d", minutes, seconds);
+  return Sign(p) + FormatW(L"%02I64d:%02d", minutes, seconds);
 }
 
 // Hours and minutes only, ending with a colon.
 std::wstring MinutesNoPrefix(const Parts& p) {
   std::wstring s = Sign(p);
   if (p.hours != 0) {
-    s += qz_log::formatW(L"%d:%02d:", p.hours, p.minutes);
+    s += FormatW(L"%d:%02d:", p.hours, p.minutes);
   } else if (p.minutes != 0) {
-    s += qz_log::formatW(L"%d:", p.minutes);
+    s += FormatW(L"%d:", p.minutes);
   }
   return s;
 }
@@ -156,12 +156,12 @@ std::wstring FormatTimeValue(std::int64_t ticks, int format, int rateNumerator, 
   const Parts p = Split(ticks);
   switch (format) {
     case TimeFormat_NanoSeconds:
-      return qz_log::formatW(p.negative ? L"-%02d:%02d:%02d.%03d_%04d" : L"%02d:%02d:%02d.%03d_%04d", p.hours,
+      return FormatW(p.negative ? L"-%02d:%02d:%02d.%03d_%04d" : L"%02d:%02d:%02d.%03d_%04d", p.hours,
                              p.minutes, p.seconds, p.rest / 10'000, p.rest % 10'000);
     case TimeFormat_MilliSeconds: return Clock(p, 0, 3);
     case TimeFormat_Seconds: return Clock(p, 0, 0);
     case TimeFormat_TimeCode:
-      return qz_log::formatW(p.negative ? L"-%I64d" : L"%I64d",
+      return FormatW(p.negative ? L"-%I64d" : L"%I64d",
                              static_cast<long long>(FrameNumber(p.magnitude, rateNumerator, rateDenominator)));
     case TimeFormat_Natural: return Natural(ticks, p);
     case TimeFormat_Sport: return Sport(p);
@@ -193,7 +193,7 @@ bool FindTimeFormatByName(const std::wstring& name, int& format) noexcept {
 
 std::wstring FormatTimestamp(int year, int month, int day, int hour, int minute, int second, int millisecond,
                              bool compact) {
-  return qz_log::formatW(compact ? L"%04d%02d%02dT%02d%02d%02d%03d" : L"%04d.%02d.%02dT%02d:%02d:%02d.%03d", year,
+  return FormatW(compact ? L"%04d%02d%02dT%02d%02d%02d%03d" : L"%04d.%02d.%02dT%02d:%02d:%02d.%03d", year,
                          month, day, hour, minute, second, millisecond);
 }
 

@@ -11,7 +11,7 @@
 
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/DataSourceUnitEncoder.h"
-#include "qz_log/qz_log.h"
+#include "LogCapture.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
 #include "qz_dsc/DataSourceStreamEncoder.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
@@ -19,6 +19,7 @@
 
 using namespace qz_dsc;
 using qz_com::ComPtr;
+using dscore_testing::LogCapture;
 
 namespace {
 
@@ -27,20 +28,6 @@ std::wstring XmlOf(IXMLDOMNode* node) {
   EXPECT_EQ(S_OK, node->get_xml(&xml));
   return xml;
 }
-
-// Collects what the library logs while alive.
-class LogCapture {
- public:
-  LogCapture() {
-    m_previous = qz_log::set_log_sink([this](const qz_log::LogRecord& r) { m_records.push_back(r); });
-  }
-  ~LogCapture() { qz_log::set_log_sink(m_previous); }
-  const std::vector<qz_log::LogRecord>& Records() const { return m_records; }
-
- private:
-  qz_log::LogSink m_previous;
-  std::vector<qz_log::LogRecord> m_records;
-};
 
 // Writes a list with one internal source of two streams and two external ones.
 ComPtr<IXMLDOMDocument> WriteSampleList() {

@@ -1,7 +1,7 @@
 #include "qz_dsc/DataSourceUnitEncoder.h"
 
 #include "qz_dsc/DataSourceVocabulary.h"
-#include "qz_log/qz_log.h"
+#include "module/Check.h"
 #include "qz_dsc/DataSourceStreamEncoder.h"
 #include "xml/ExternalSourceNames.h"
 #include "xml/ShellPath.h"
