@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cwctype>
+#include <memory>
 #include <new>
 
 #include "DomNodes.h"
@@ -110,6 +111,12 @@ std::string TrimMessage(const char* message) {
   while (!m.empty() && (m.back() == '\n' || m.back() == '\r' || m.back() == ' ')) m.pop_back();
   return m;
 }
+
+// Owns a parser context: freed in one place, on every path out of a parse.
+struct ParserContextFree {
+  void operator()(xmlParserCtxtPtr ctxt) const noexcept { xmlFreeParserCtxt(ctxt); }
+};
+using ParserContext = std::unique_ptr<xmlParserCtxt, ParserContextFree>;
 
 // The first error of a parse (the parser may report follow-up errors).
 thread_local ParseErrorInfo* t_firstError = nullptr;
@@ -224,22 +231,16 @@ HRESULT DomDocument::createNode(DOMNodeType type, const std::wstring& name, cons
 
 HRESULT DomDocument::Parse(const std::string* text, const std::string* path, VARIANT_BOOL* ok) {
   if (ok != nullptr) *ok = VARIANT_FALSE;
-  xmlParserCtxtPtr ctxt = xmlNewParserCtxt();
+  if (text != nullptr && text->size() > static_cast<std::size_t>(INT32_MAX)) return E_INVALIDARG;
+  ParserContext ctxt(xmlNewParserCtxt());
   if (ctxt == nullptr) return E_OUTOFMEMORY;
   ctxt->sax->serror = RecordFirstError;
   QuietErrors quiet;
   ParseErrorInfo first;
   t_firstError = &first;
-  xmlDocPtr doc = nullptr;
-  if (text != nullptr) {
-    if (text->size() > static_cast<std::size_t>(INT32_MAX)) {
-      xmlFreeParserCtxt(ctxt);
-      return E_INVALIDARG;
-    }
-    doc = xmlCtxtReadMemory(ctxt, text->data(), static_cast<int>(text->size()), nullptr, "UTF-8", kParseOptions);
-  } else {
-    doc = xmlCtxtReadFile(ctxt, path->c_str(), nullptr, kParseOptions);
-  }
+  xmlDocPtr doc = text != nullptr ? xmlCtxtReadMemory(ctxt.get(), text->data(), static_cast<int>(text->size()), nullptr,
+                                                      "UTF-8", kParseOptions)
+                                  : xmlCtxtReadFile(ctxt.get(), path->c_str(), nullptr, kParseOptions);
   t_firstError = nullptr;
   ParseErrorInfo& err = m_state->LastError();
   err = ParseErrorInfo();
@@ -262,13 +263,11 @@ HRESULT DomDocument::Parse(const std::string* text, const std::string* path, VAR
       }
     }
     err.code = E_FAIL;
-    xmlFreeParserCtxt(ctxt);
     xmlDocPtr empty = NewEmptyDocument();
     if (empty == nullptr) return E_OUTOFMEMORY;
     m_state->Replace(empty);
     return S_FALSE;
   }
-  xmlFreeParserCtxt(ctxt);
   m_state->Replace(doc);
   if (ok != nullptr) *ok = VARIANT_TRUE;
   return S_OK;

@@ -6,10 +6,9 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
-#include <vector>
 
-#include "qz_dom/DomFast.h"
 #include "qz_ds/qz_ds.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
 #include "qz_dsc/export.h"
@@ -49,10 +48,12 @@ class QZ_DSC_API DataSourceStreamDecoder : public DataSourceEncDecCommon {
   bool GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const;
 
  private:
-  const std::vector<qz_dom::ElementRef>& Values() const;
+  // The "Value" children of the current node, gathered on first use; copies
+  // of a decoder share it (it never changes once made).
+  struct SampleIndex;
+  const SampleIndex& Samples() const;
 
-  mutable std::vector<qz_dom::ElementRef> m_values;
-  mutable bool m_valuesGathered = false;
+  mutable std::shared_ptr<const SampleIndex> m_samples;
 };
 
 }  // namespace qz_dsc

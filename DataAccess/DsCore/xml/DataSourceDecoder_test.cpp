@@ -269,6 +269,18 @@ TEST(DataSourceStreamDecoder, SamplesByIndex) {
   DataSourceStreamDecoder copy = s;
   ASSERT_TRUE(copy.GetSample(0, text, t));
   EXPECT_EQ(text, L"a & b");
+  // Pointed at another stream, a decoder gathers that stream's samples.
+  auto other = OneStream(L"name='o'", L"<Value TimeStamp='0 9'>only</Value>");
+  copy.SetNode(other.GetNode().GetElement());
+  ASSERT_TRUE(copy.GetSampleCount(count));
+  EXPECT_EQ(count, 1);
+  ASSERT_TRUE(copy.GetSample(0, text, t));
+  EXPECT_EQ(text, L"only");
+  copy.SetNode(nullptr);
+  ASSERT_TRUE(copy.GetSampleCount(count));
+  EXPECT_EQ(count, 0);
+  ASSERT_TRUE(s.GetSampleCount(count));  // the original keeps its own
+  EXPECT_EQ(count, 5);
 }
 
 TEST(DataSourceStreamDecoder, DecodersOutliveTheDocumentHandles) {

@@ -1,5 +1,10 @@
 #include "qz_dsc/DataSourceStreamDecoder.h"
 
+#include <memory>
+#include <vector>
+
+#include "qz_dom/DomFast.h"
+
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/StreamTypes.h"
 #include "xml/NumberText.h"
@@ -69,25 +74,35 @@ bool DataSourceStreamDecoder::GetValueUnit(std::wstring& text) const {
   return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_VALUE_UNIT], text);
 }
 
-const std::vector<qz_dom::ElementRef>& DataSourceStreamDecoder::Values() const {
-  if (!m_valuesGathered) {
-    m_values.clear();
+struct DataSourceStreamDecoder::SampleIndex {
+  // Holding the element keeps its document, and so every reference below, alive.
+  qz_com::ComPtr<IXMLDOMElement> element;
+  std::vector<qz_dom::ElementRef> values;
+};
+
+const DataSourceStreamDecoder::SampleIndex& DataSourceStreamDecoder::Samples() const {
+  IXMLDOMElement* element = m_node.GetElement();
+  if (!m_samples || m_samples->element.Get() != element) {
+    auto index = std::make_shared<SampleIndex>();
+    index->element = qz_com::ComPtr<IXMLDOMElement>(element);
     // What the XPath "Value" selects: child elements without a namespace.
-    if (m_node.GetElement() != nullptr) qz_dom::CollectChildElements(m_node.GetElement(), TagUtf8(DSUM_TAG_VALUE), m_values);
-    m_valuesGathered = true;
+    if (element != nullptr && FAILED(qz_dom::CollectChildElements(element, TagUtf8(DSUM_TAG_VALUE), index->values))) {
+      index->values.clear();
+    }
+    m_samples = std::move(index);
   }
-  return m_values;
+  return *m_samples;
 }
 
 bool DataSourceStreamDecoder::GetSampleCount(std::int32_t& count) const {
-  count = static_cast<std::int32_t>(Values().size());
+  count = static_cast<std::int32_t>(Samples().values.size());
   return true;
 }
 
 bool DataSourceStreamDecoder::GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const {
-  const auto& values = Values();
+  const auto& values = Samples().values;
   if (index < 0 || static_cast<std::size_t>(index) >= values.size()) return false;
-  // The element reference stays valid: m_node keeps the document alive.
+  // The element reference stays valid: the index holds its element.
   const qz_dom::ElementRef value = values[static_cast<std::size_t>(index)];
   std::string scratch;
   std::string_view stamp;

@@ -73,8 +73,7 @@ std::vector<DataSourceStreamDecoder> DataSourceUnitDecoder::GetDataSourceStreamD
   ComPtr<IXMLDOMNodeList> children;
   if (FAILED(m_node.GetChildNodes(children.GetAddressOf())) || !children) return decoders;
   LONG length = 0;
-  children->get_length(&length);
-  decoders.reserve(static_cast<std::size_t>(length));
+  if (SUCCEEDED(children->get_length(&length)) && length > 0) decoders.reserve(static_cast<std::size_t>(length));
   ComPtr<IXMLDOMNode> child;
   while (children->nextNode(child.ReleaseAndGetAddressOf()) == S_OK) {
     decoders.emplace_back(child.Get(), m_basePath);

@@ -44,11 +44,14 @@ bool DataSourceUnitEncoder::CreateDataSource(const std::wstring& name, bool isEx
         if (QZ_CHECK_CONDITION((((HRESULT)(hr)) >= 0))) {
           hr = settings->loadXML(persistency, &success);
           if (QZ_CHECK_CONDITION((((HRESULT)(hr)) >= 0)) && QZ_CHECK_CONDITION(success == ((VARIANT_BOOL)-1))) {
+            // The holder is attached only once it holds the settings, so a
+            // failure leaves no empty "PersistencyData" behind.
             ComPtr<IXMLDOMElement> settingsRoot;
             ComPtr<IXMLDOMElement> holder;
             if (settings->get_documentElement(settingsRoot.GetAddressOf()) == S_OK &&
-                source.CreateElementChildNode(kPersistencyElement, holder.GetAddressOf())) {
-              holder->appendChild(settingsRoot.Get(), nullptr);
+                QZ_CHECK_HRESULT(CreateElement(source.GetElement(), kPersistencyElement, holder.GetAddressOf())) &&
+                QZ_CHECK_HRESULT(holder->appendChild(settingsRoot.Get(), nullptr))) {
+              QZ_CHECK_HRESULT(source.GetElement()->appendChild(holder.Get(), nullptr));  // logged, source kept
             }
           }
         }
