@@ -38,20 +38,20 @@ ElementRef RefOf(IXMLDOMNode* node) noexcept;
 // have the local name `name`, in document order: what the XPath `name`
 // selects relative to parent. E_INVALIDARG when parent is not one of this
 // DOM's elements or documents.
-HRESULT CollectChildElements(IXMLDOMNode* parent, std::string_view name, std::vector<ElementRef>& out);
+[[nodiscard]] HRESULT CollectChildElements(IXMLDOMNode* parent, std::string_view name, std::vector<ElementRef>& out);
 
 // The value of the attribute with the qualified name qname. out views the
 // value in place when it is stored as one piece, else scratch. False when the
 // element is empty or has no such attribute.
-bool GetAttributeUtf8(ElementRef element, std::string_view qname, std::string& scratch, std::string_view& out);
+[[nodiscard]] bool GetAttributeUtf8(ElementRef element, std::string_view qname, std::string& scratch, std::string_view& out);
 
 // The content of the first child of type text (3); false when there is none.
-bool GetFirstTextChild(ElementRef element, std::wstring& out);
+[[nodiscard]] bool GetFirstTextChild(ElementRef element, std::wstring& out);
 
 // Appends <name attrName="attrValue">text</name> (no namespaces) as the last
 // child of parent; empty text gives an empty element. Text holding NUL is
 // refused (E_INVALIDARG); an unpaired surrogate is stored as U+FFFD.
-HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std::wstring& text,
+[[nodiscard]] HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std::wstring& text,
                           std::string_view attrName, std::string_view attrValue);
 
 }  // namespace qz_dom

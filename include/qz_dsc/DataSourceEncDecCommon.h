@@ -26,20 +26,20 @@ class QZ_DSC_API DataSourceEncDecCommon {
 
   // A new document (async, validateOnParse, resolveExternals off; selection
   // namespaces set). E_POINTER when out is null or *out already set.
-  static HRESULT CreateDocument(IXMLDOMDocument** out);
+  [[nodiscard]] static HRESULT CreateDocument(IXMLDOMDocument** out);
   // An unattached element in the document of node (or node itself when it
   // is a document). The prefix of name must be in the prefix table ("mpeg7",
   // "xsi"), else E_INVALIDARG and nothing is created.
-  static HRESULT CreateElement(IXMLDOMNode* node, const wchar_t* name, IXMLDOMElement** out);
+  [[nodiscard]] static HRESULT CreateElement(IXMLDOMNode* node, const wchar_t* name, IXMLDOMElement** out);
   // Appends "mpeg7:Mpeg7" to node; E_POINTER for null arguments or a set *out.
-  static HRESULT CreateRootNode(IXMLDOMNode* node, IXMLDOMElement** out);
+  [[nodiscard]] static HRESULT CreateRootNode(IXMLDOMNode* node, IXMLDOMElement** out);
   // Sets attribute name (namespace from the prefix table) to value as it is.
-  static HRESULT SetAttribute(IXMLDOMElement* element, const wchar_t* name, const qz_com::ComVariant& value);
+  [[nodiscard]] static HRESULT SetAttribute(IXMLDOMElement* element, const wchar_t* name, const qz_com::ComVariant& value);
   // Sets the selection namespaces on the document of node: both "mpeg7" and
   // "xsi" deliberately bound to the MPEG-7 namespace.
-  static HRESULT SetQueryNamespace(IXMLDOMNode* node);
+  [[nodiscard]] static HRESULT SetQueryNamespace(IXMLDOMNode* node);
   // Always false; touches nothing.
-  static bool CheckRootNode(IXMLDOMElement* root, IXMLDOMElement** out);
+  [[nodiscard]] static bool CheckRootNode(IXMLDOMElement* root, IXMLDOMElement** out);
 
   // path is the document's file name; its folder becomes the base path. An
   // empty path clears it.

@@ -23,29 +23,29 @@ class QZ_DSC_API DataSourceStreamDecoder : public DataSourceEncDecCommon {
       : DataSourceEncDecCommon(node, baseFolder) {}
 
   // "name"; false unless the tag is exactly "DataSourceStream".
-  bool GetName(std::wstring& name) const;
+  [[nodiscard]] bool GetName(std::wstring& name) const;
   // True when "xsi:type" equals the XML name of type exactly.
-  bool IsOfType(qz_ds::StreamBasicType type) const;
-  bool GetType(std::wstring& typeName) const;
-  bool GetStreamClassId(std::int32_t& id) const;
+  [[nodiscard]] bool IsOfType(qz_ds::StreamBasicType type) const;
+  [[nodiscard]] bool GetType(std::wstring& typeName) const;
+  [[nodiscard]] bool GetStreamClassId(std::int32_t& id) const;
   // "limitCount" and "freezeDelay" (time pair); both must be there and parse.
-  bool GetFreeze(std::int32_t& limitCount, std::int64_t& freezeDelay) const;
-  bool GetDataVideoOffset(std::int64_t& offset) const;
-  bool GetDefaultValue(std::wstring& text) const;
+  [[nodiscard]] bool GetFreeze(std::int32_t& limitCount, std::int64_t& freezeDelay) const;
+  [[nodiscard]] bool GetDataVideoOffset(std::int64_t& offset) const;
+  [[nodiscard]] bool GetDefaultValue(std::wstring& text) const;
   // False when absent (the stream keeps 0).
-  bool GetFirstSampleTime(std::int64_t& time) const;
+  [[nodiscard]] bool GetFirstSampleTime(std::int64_t& time) const;
   // False unless the value is 1 or 2.
-  bool GetFlowType(std::int32_t& flowType) const;
+  [[nodiscard]] bool GetFlowType(std::int32_t& flowType) const;
   // False when "lowRange" is absent (then "highRange" is not read); else
   // true only when "highRange" is there too.
-  bool GetRange(std::wstring& low, std::wstring& high) const;
-  bool GetValueUnit(std::wstring& text) const;
+  [[nodiscard]] bool GetRange(std::wstring& low, std::wstring& high) const;
+  [[nodiscard]] bool GetValueUnit(std::wstring& text) const;
   // Number of "Value" children; always true.
-  bool GetSampleCount(std::int32_t& count) const;
+  [[nodiscard]] bool GetSampleCount(std::int32_t& count) const;
   // Text and "TimeStamp" of "Value" child index (text empty when it has
   // none); false when the item or its time is missing or does not parse.
   // The list of "Value" children is gathered once, on first use.
-  bool GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const;
+  [[nodiscard]] bool GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const;
 
  private:
   // The "Value" children of the current node, gathered on first use; copies

@@ -24,23 +24,23 @@ class QZ_DSC_API DataSourceStreamEncoder : public DataSourceEncDecCommon {
   // Creates "DataSourceStream" under the held element with "xsi:type",
   // "name" and "StreamClassID", and holds it from then on. False for a type
   // without an XML name.
-  bool CreateStream(std::int32_t streamClassId, qz_ds::StreamBasicType type, const std::wstring& name);
+  [[nodiscard]] bool CreateStream(std::int32_t streamClassId, qz_ds::StreamBasicType type, const std::wstring& name);
   // "limitCount", and only when that was written, "freezeDelay" (time pair).
-  bool SetFreeze(std::int32_t limitCount, std::int64_t freezeDelay);
+  [[nodiscard]] bool SetFreeze(std::int32_t limitCount, std::int64_t freezeDelay);
   // "dataVideoOffset64" in 100-ns ticks.
-  bool SetDataVideoOffset(std::int64_t offset);
-  bool SetDefaultValue(const std::wstring& text);
+  [[nodiscard]] bool SetDataVideoOffset(std::int64_t offset);
+  [[nodiscard]] bool SetDefaultValue(const std::wstring& text);
   // "firstSampleTime" in 100-ns ticks; nothing (and false) for 0.
-  bool SetFirstSampleTime(std::int64_t time);
-  bool SetFlowType(std::int32_t flowType);
+  [[nodiscard]] bool SetFirstSampleTime(std::int64_t time);
+  [[nodiscard]] bool SetFlowType(std::int32_t flowType);
   // "lowRange" / "highRange" for each non-empty text (either may be null);
   // true when nothing had to be written.
-  bool SetRange(const wchar_t* low, const wchar_t* high);
-  bool SetValueUnit(const std::wstring& text);
+  [[nodiscard]] bool SetRange(const wchar_t* low, const wchar_t* high);
+  [[nodiscard]] bool SetValueUnit(const std::wstring& text);
   // One "Value" child holding text, with "TimeStamp" as a time pair.
-  bool AddSample(const std::wstring& text, std::int64_t time);
+  [[nodiscard]] bool AddSample(const std::wstring& text, std::int64_t time);
   // "interpolationType"; part of the vocabulary, not written by stream saves.
-  bool SetInterpolationType(const std::wstring& text);
+  [[nodiscard]] bool SetInterpolationType(const std::wstring& text);
 };
 
 }  // namespace qz_dsc

@@ -23,15 +23,15 @@ class QZ_DSC_API DataSourceUnitDecoder : public DataSourceEncDecCommon {
   ~DataSourceUnitDecoder() override;
 
   // "name"; false unless the tag is exactly "DataSource" and it has one.
-  bool GetId(std::wstring& id) const;
+  [[nodiscard]] bool GetId(std::wstring& id) const;
   // True only when "isExternal" is exactly "yes".
-  bool IsDataSourceExternal() const;
+  [[nodiscard]] bool IsDataSourceExternal() const;
   // False unless external with both "dataFilename" and "converterName". A
   // relative file name is joined to the base path when one is set (false
   // when the result is too long for a path). The settings come from
   // "PersistencyDataJSON" (persistencyIsJSON true) or else as the XML text
   // of what "PersistencyData" holds; none at all still gives true.
-  bool GetExternalDataSourceAttributes(std::wstring& dataFilename, std::wstring& converterName,
+  [[nodiscard]] bool GetExternalDataSourceAttributes(std::wstring& dataFilename, std::wstring& converterName,
                                        std::wstring& persistency, bool& persistencyIsJSON) const;
   // One decoder per child node of the element, in document order.
   std::vector<DataSourceStreamDecoder> GetDataSourceStreamDecoders() const;

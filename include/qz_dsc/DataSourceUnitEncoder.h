@@ -27,10 +27,10 @@ class QZ_DSC_API DataSourceUnitEncoder : public DataSourceEncDecCommon {
   // "PersistencyDataJSON" when persistencyIsJSON, else parsed as XML under a
   // "PersistencyData" child (left out, with a logged check, when the text does
   // not parse). On success the encoder holds the new element.
-  bool CreateDataSource(const std::wstring& name, bool isExternal, const std::wstring& dataFilename,
+  [[nodiscard]] bool CreateDataSource(const std::wstring& name, bool isExternal, const std::wstring& dataFilename,
                         const std::wstring& converterName, const std::wstring& persistency, bool persistencyIsJSON);
   // Points encoder at the held "DataSource" element, with this base path.
-  bool CreateStreamEncoder(DataSourceStreamEncoder& encoder) const;
+  [[nodiscard]] bool CreateStreamEncoder(DataSourceStreamEncoder& encoder) const;
 };
 
 }  // namespace qz_dsc

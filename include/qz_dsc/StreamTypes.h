@@ -24,20 +24,20 @@ constexpr int kStreamBasicTypeCount = 13;
 
 // The XML type name of a basic type ("DataSourceIntStreamType" for 2), or
 // nullptr for a number outside 0..12.
-QZ_DSC_API const wchar_t* GetStreamTypeXmlName(qz_ds::StreamBasicType type) noexcept;
+[[nodiscard]] QZ_DSC_API const wchar_t* GetStreamTypeXmlName(qz_ds::StreamBasicType type) noexcept;
 
 // The basic type whose XML name equals name exactly; false when none does.
-QZ_DSC_API bool FindStreamTypeByXmlName(const std::wstring& name, qz_ds::StreamBasicType& type) noexcept;
+[[nodiscard]] QZ_DSC_API bool FindStreamTypeByXmlName(const std::wstring& name, qz_ds::StreamBasicType& type) noexcept;
 
 // Types with an internal (recorded) stream class: 2, 3, 4, 5 and 11.
-constexpr bool HasInternalStreamClass(qz_ds::StreamBasicType type) noexcept {
+[[nodiscard]] constexpr bool HasInternalStreamClass(qz_ds::StreamBasicType type) noexcept {
   return type == qz_ds::StreamBasicType_Int || type == qz_ds::StreamBasicType_Float ||
          type == qz_ds::StreamBasicType_String || type == qz_ds::StreamBasicType_Vector2 ||
          type == qz_ds::StreamBasicType_Vector6;
 }
 
 // Types with an external (imported) stream class: the internal ones, 6 and 12.
-constexpr bool HasExternalStreamClass(qz_ds::StreamBasicType type) noexcept {
+[[nodiscard]] constexpr bool HasExternalStreamClass(qz_ds::StreamBasicType type) noexcept {
   return HasInternalStreamClass(type) || type == qz_ds::StreamBasicType_Vector3 ||
          type == qz_ds::StreamBasicType_PersonSkeleton;
 }
@@ -46,12 +46,12 @@ constexpr bool HasExternalStreamClass(qz_ds::StreamBasicType type) noexcept {
 // writes continuous as 1 and constant as 2; reading, only 2 means constant.
 constexpr std::int32_t kXmlFlowContinuous = 1;
 constexpr std::int32_t kXmlFlowConstant = 2;
-constexpr std::int32_t XmlFlowTypeOf(bool constant) noexcept { return constant ? kXmlFlowConstant : kXmlFlowContinuous; }
-constexpr bool IsConstantXmlFlowType(std::int32_t flowType) noexcept { return flowType == kXmlFlowConstant; }
+[[nodiscard]] constexpr std::int32_t XmlFlowTypeOf(bool constant) noexcept { return constant ? kXmlFlowConstant : kXmlFlowContinuous; }
+[[nodiscard]] constexpr bool IsConstantXmlFlowType(std::int32_t flowType) noexcept { return flowType == kXmlFlowConstant; }
 
 // A stream modifier numbers flow types differently: 1 is constant, anything
 // else continuous.
-constexpr bool IsConstantModifierFlowType(std::int32_t flowType) noexcept { return flowType == 1; }
+[[nodiscard]] constexpr bool IsConstantModifierFlowType(std::int32_t flowType) noexcept { return flowType == 1; }
 
 // The interpolation word a stream keeps for a modifier's interpolation type:
 // 0 when the modifier says 1, otherwise 1. Stored and reported only.

@@ -334,7 +334,7 @@ TEST(DataSourceDecoder, BundledExampleLoads) {
   auto streams = units[0].GetDataSourceStreamDecoders();
   ASSERT_EQ(streams.size(), 2u);
   std::int32_t count = 0;
-  streams[0].GetSampleCount(count);
+  ASSERT_TRUE(streams[0].GetSampleCount(count));
   EXPECT_EQ(count, 3);
   std::wstring text;
   std::int64_t t = 0;

@@ -285,7 +285,7 @@ TEST(DataSourceEncoder, FailuresWriteNothingFurther) {
   ASSERT_TRUE(unit.CreateStreamEncoder(stream));
   EXPECT_FALSE(stream.CreateStream(1, static_cast<qz_ds::StreamBasicType>(13), L"s"));
   EXPECT_EQ(XmlOf(unit.GetNode().GetElement()), L"<DataSource name=\"New\"/>");
-  stream.SetInterpolationType(L"linear");  // written on the data source: no stream was created
+  EXPECT_TRUE(stream.SetInterpolationType(L"linear"));  // written on the data source: no stream was created
   EXPECT_EQ(XmlOf(unit.GetNode().GetElement()), L"<DataSource name=\"New\" interpolationType=\"linear\"/>");
 }
 
@@ -299,7 +299,7 @@ TEST(DataSourceEncoder, ExternalFileNamesRelativeOnlyOnTheSameRoot) {
     unit.SetBasePath(base);
     EXPECT_TRUE(unit.CreateDataSource(L"E", true, file, L"C", L"", false));
     std::wstring written;
-    unit.GetNode().GetStringAttribute(L"dataFilename", written);
+    EXPECT_TRUE(unit.GetNode().GetStringAttribute(L"dataFilename", written));
     return written;
   };
   EXPECT_EQ(fileNameWritten(L"/data/docs/list.xml", L"/data/docs/a.csv"), L"./a.csv");

@@ -21,10 +21,10 @@ class DataSourceUnitMgrDecoder : public DataSourceEncDecCommon {
   // Sets the selection namespaces on root's document, selects the single
   // node DSUM_MAIN_TAG_QUERY below root and requires its "xsi:type" to be
   // "DataSourceListType"; then holds it. "versionNbr" is not read.
-  bool Locate(IXMLDOMNode* root);
+  [[nodiscard]] bool Locate(IXMLDOMNode* root);
   // One decoder per child node of the located description unit, appended to
   // decoders in document order. False when nothing was located.
-  bool GetUnitDecoders(std::vector<DataSourceUnitDecoder>& decoders) const;
+  [[nodiscard]] bool GetUnitDecoders(std::vector<DataSourceUnitDecoder>& decoders) const;
 };
 
 }  // namespace qz_dsc

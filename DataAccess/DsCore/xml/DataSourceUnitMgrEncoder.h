@@ -16,7 +16,7 @@ class DataSourceUnitMgrEncoder : public DataSourceEncDecCommon {
   // Creates "mpeg7:DescriptionUnit" with "xsi:type" = "DataSourceListType"
   // and "versionNbr" = "1 0"; the encoder then holds it. False when the
   // elements cannot be created.
-  bool CreateDescriptionUnit();
+  [[nodiscard]] bool CreateDescriptionUnit();
   // The description unit after CreateDescriptionUnit, without a reference.
   IXMLDOMElement* GetDescriptionUnit() const noexcept { return m_node.GetElement(); }
 

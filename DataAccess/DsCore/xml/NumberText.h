@@ -17,7 +17,7 @@ class NumberText {
   // Parses from the start of text; on success stores the value and, when
   // rest is given, the text after the number.
   template <class Int, class CharT>
-  static bool Parse(std::basic_string_view<CharT> text, Int& value,
+  [[nodiscard]] static bool Parse(std::basic_string_view<CharT> text, Int& value,
                     std::basic_string_view<CharT>* rest = nullptr) noexcept {
     static_assert(std::is_integral_v<Int> && std::is_signed_v<Int>, "signed integers only");
     using U = std::make_unsigned_t<Int>;

@@ -15,20 +15,21 @@ class ShellPath {
   static constexpr std::size_t kMaxPath = 260;
 
   // Removes the last component and its separator ("/a/b.xml" -> "/a",
-  // "/b.xml" -> "/", "b.xml" -> ""). False when nothing was removed.
+  // "/b.xml" -> "/", "b.xml" -> ""). False when nothing was removed, which
+  // is no failure: the path is then already a folder or a root.
   static bool RemoveFileSpec(std::wstring& path);
   // True when both paths are absolute (they share the root "/").
-  static bool IsSameRoot(const std::wstring& a, const std::wstring& b);
+  [[nodiscard]] static bool IsSameRoot(const std::wstring& a, const std::wstring& b);
   // The relative path from `from` (a directory when fromIsDirectory, else
   // its folder) to `to`: "./x" inside it, "../x" above. False when the two
   // do not share a root or the result reaches kMaxPath.
-  static bool RelativePathTo(const std::wstring& from, bool fromIsDirectory, const std::wstring& to,
+  [[nodiscard]] static bool RelativePathTo(const std::wstring& from, bool fromIsDirectory, const std::wstring& to,
                              std::wstring& out);
   // True for an empty path and any path not starting with "/".
-  static bool IsRelative(const std::wstring& path);
+  [[nodiscard]] static bool IsRelative(const std::wstring& path);
   // file when it is absolute, else directory joined with file; "." and ".."
   // resolved. False when the result reaches kMaxPath characters.
-  static bool Combine(const std::wstring& directory, const std::wstring& file, std::wstring& out);
+  [[nodiscard]] static bool Combine(const std::wstring& directory, const std::wstring& file, std::wstring& out);
 };
 
 }  // namespace qz_dsc

@@ -22,8 +22,8 @@ class TimePairText {
   // Two 32-bit decimal integers A and B read one after the other with the
   // stream rules of NumberText; the time is (A * 1000 + B) * 10^4 ticks.
   // False when either is missing or out of range.
-  static bool Parse(std::wstring_view text, std::int64_t& ticks) noexcept;
-  static bool ParseUtf8(std::string_view text, std::int64_t& ticks) noexcept;
+  [[nodiscard]] static bool Parse(std::wstring_view text, std::int64_t& ticks) noexcept;
+  [[nodiscard]] static bool ParseUtf8(std::string_view text, std::int64_t& ticks) noexcept;
 };
 
 }  // namespace qz_dsc

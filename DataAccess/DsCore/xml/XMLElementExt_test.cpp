@@ -97,7 +97,7 @@ TEST(XMLElementExt, ChildrenAndSelections) {
   ComPtr<IXMLDOMDocument> doc;
   auto root = RootOf(kSample, doc);
   ComPtr<IXMLDOMNode> node;
-  XMLElementExt(root.Get()).GetChild(L"DataSource", node.GetAddressOf());
+  ASSERT_TRUE(XMLElementExt(root.Get()).GetChild(L"DataSource", node.GetAddressOf()));
   XMLElementExt ds(node.Get());
   EXPECT_EQ(ds.GetChildNodeCount(L"Item"), 2);
   EXPECT_EQ(ds.GetChildNodeCount(L"Nothing"), 0);
