@@ -482,3 +482,249 @@ TEST(DomThreads, SeparateDocumentsOnSeveralThreads) {
   for (auto& th : threads) th.join();
   EXPECT_EQ(found.load(), 400);
 }
+
+namespace {
+
+struct ParseFailure {
+  LONG line = 0;
+  LONG column = 0;
+  std::wstring reason;
+};
+
+ParseFailure FailedLoad(IXMLDOMDocument* doc, const std::wstring& text) {
+  VARIANT_BOOL ok = VARIANT_TRUE;
+  EXPECT_EQ(S_FALSE, doc->loadXML(text, &ok));
+  EXPECT_EQ(VARIANT_FALSE, ok);
+  ComPtr<IXMLDOMParseError> error;
+  EXPECT_EQ(S_OK, doc->get_parseError(error.GetAddressOf()));
+  ParseFailure f;
+  LONG code = 0;
+  EXPECT_EQ(S_OK, error->get_errorCode(&code));
+  EXPECT_NE(code, 0);
+  EXPECT_EQ(S_OK, error->get_line(&f.line));
+  EXPECT_EQ(S_OK, error->get_linepos(&f.column));
+  EXPECT_EQ(S_OK, error->get_reason(&f.reason));
+  return f;
+}
+
+std::wstring NonBmp(char32_t c) { return std::wstring(1, static_cast<wchar_t>(c)); }
+
+}  // namespace
+
+// Where the first error is: its line, and the column just past the token
+// that shows it (libxml2's positions, handed on unchanged).
+TEST(DomDocument, ParseErrorPositions) {
+  struct Case {
+    std::wstring text;
+    LONG line;
+    LONG column;
+    const wchar_t* reasonPart;
+  } cases[] = {
+      {L"<a>\n  <b></c>\n</a>", 2, 10, L"mismatch"},
+      {L"<a>\n\n\n<b x='1' x='2'/></a>", 4, 15, L"x"},
+      {L"<a>&undefined;</a>", 1, 15, L"undefined"},
+      {L"<a/>\n<b/>", 2, 1, L"Extra content"},
+  };
+  auto doc = NewDocument();
+  for (const auto& c : cases) {
+    const ParseFailure f = FailedLoad(doc.Get(), c.text);
+    EXPECT_EQ(f.line, c.line) << f.reason.size();
+    EXPECT_EQ(f.column, c.column) << c.line;
+    EXPECT_NE(f.reason.find(c.reasonPart), std::wstring::npos) << c.line;
+  }
+  // A document without a root element parses but is refused with its own reason.
+  const ParseFailure empty = FailedLoad(doc.Get(), L"<?xml version='1.0'?><!-- only -->");
+  EXPECT_FALSE(empty.reason.empty());
+}
+
+// Characters above U+FFFF (one wchar_t here, four UTF-8 bytes in libxml2)
+// survive every way in and out of the DOM, names included.
+TEST(DomDocument, CharactersAboveTheBasicPlane) {
+  const std::wstring smile = NonBmp(0x1F600);
+  const std::wstring clef = NonBmp(0x1D11E);
+  const std::wstring name = L"e" + NonBmp(0x10400);  // a valid XML name character
+  auto doc = Parse(L"<r a='" + smile + L"'>" + clef + L"<" + name + L"/></r>");
+  ComPtr<IXMLDOMElement> root;
+  ASSERT_EQ(S_OK, doc->get_documentElement(root.GetAddressOf()));
+  ComVariant a;
+  ASSERT_EQ(S_OK, root->getAttribute(L"a", &a));
+  EXPECT_EQ(a.Text(), smile);
+  std::wstring text;
+  ASSERT_EQ(S_OK, root->get_text(&text));
+  EXPECT_EQ(text, clef);
+  // (libxml2's XPath reads names by older rules that stop below U+10000, so
+  // the element is reached by the tree.)
+  ComPtr<IXMLDOMNode> child;
+  ASSERT_EQ(S_OK, root->get_lastChild(child.GetAddressOf()));
+  std::wstring childName;
+  ASSERT_EQ(S_OK, child->get_nodeName(&childName));
+  EXPECT_EQ(childName, name);
+
+  // Written through the DOM and the bulk writer, read back after a reload.
+  ASSERT_EQ(S_OK, root->setAttribute(L"b", ComVariant(clef + smile)));
+  ASSERT_EQ(S_OK, qz_dom::AppendTextElement(root.Get(), "v", smile + L"x", "t", "1"));
+  const std::wstring xml = XmlOf(doc.Get());
+  auto again = Parse(xml);
+  EXPECT_EQ(XmlOf(again.Get()), xml);
+  ComPtr<IXMLDOMNode> v;
+  ASSERT_EQ(S_OK, again->selectSingleNode(L"r/v", v.GetAddressOf()));
+  std::wstring fast;
+  ASSERT_TRUE(qz_dom::GetFirstTextChild(qz_dom::RefOf(v.Get()), fast));
+  EXPECT_EQ(fast, smile + L"x");
+  ComPtr<IXMLDOMNode> b;
+  ASSERT_EQ(S_OK, again->selectSingleNode(L"r/@b", b.GetAddressOf()));
+  ComVariant bv;
+  ASSERT_EQ(S_OK, b->get_nodeValue(&bv));
+  EXPECT_EQ(bv.Text(), clef + smile);
+}
+
+// Bytes that are not UTF-8 in a file: the load fails with a reason and a
+// position, and the reason is decoded without reading past it.
+TEST(DomDocument, InvalidUtf8InAFile) {
+  const auto path =
+      std::filesystem::temp_directory_path() / ("qz_dom_bad_utf8_" + std::to_string(getpid()) + ".xml");
+  {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    std::fputs("<a>\n<b>ok</b>\n<c>\xc3\x28\xff\xfe</c></a>", f);
+    std::fclose(f);
+  }
+  auto doc = NewDocument();
+  VARIANT_BOOL ok = VARIANT_TRUE;
+  EXPECT_EQ(S_FALSE, doc->load(path.wstring(), &ok));
+  EXPECT_EQ(VARIANT_FALSE, ok);
+  ComPtr<IXMLDOMParseError> error;
+  ASSERT_EQ(S_OK, doc->get_parseError(error.GetAddressOf()));
+  LONG line = 0;
+  std::wstring reason;
+  error->get_line(&line);
+  error->get_reason(&reason);
+  EXPECT_EQ(line, 3);
+  EXPECT_FALSE(reason.empty());
+  // Declared in another encoding, the same kind of byte is a character.
+  {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    std::fputs("<?xml version='1.0' encoding='ISO-8859-1'?><a>caf\xe9</a>", f);
+    std::fclose(f);
+  }
+  ASSERT_EQ(S_OK, doc->load(path.wstring(), &ok));
+  std::wstring text;
+  ASSERT_EQ(S_OK, doc->get_text(&text));
+  EXPECT_EQ(text, L"caf\u00e9");
+  std::filesystem::remove(path);
+}
+
+TEST(DomDocument, NamespacesOfParsedNodes) {
+  auto doc = Parse(
+      L"<r xmlns='urn:d' xmlns:p='urn:p'><p:e p:a='1' b='2'><inner xmlns='' c='3'/></p:e>"
+      L"<p:x xmlns:p='urn:other'/></r>");
+  struct Case {
+    const wchar_t* query;
+    const wchar_t* uri;
+    const wchar_t* prefix;
+    const wchar_t* baseName;
+  } cases[] = {
+      {L"*", L"urn:d", L"", L"r"},
+      {L"*/q:e", L"urn:p", L"p", L"e"},
+      {L"*/q:e/@q:a", L"urn:p", L"p", L"a"},
+      {L"*/q:e/@b", L"", L"", L"b"},  // unprefixed attributes are in no namespace
+      {L"*/q:e/inner", L"", L"", L"inner"},
+      {L"*/o:x", L"urn:other", L"p", L"x"},  // the same prefix rebound in scope
+  };
+  ASSERT_EQ(S_OK, doc->setProperty(L"SelectionNamespaces", ComVariant(L"xmlns:q='urn:p' xmlns:o='urn:other'")));
+  for (const auto& c : cases) {
+    ComPtr<IXMLDOMNode> node;
+    ASSERT_EQ(S_OK, doc->selectSingleNode(c.query, node.GetAddressOf())) << c.query;
+    std::wstring uri, prefix, base;
+    node->get_namespaceURI(&uri);
+    node->get_prefix(&prefix);
+    node->get_baseName(&base);
+    EXPECT_EQ(uri, c.uri) << c.query;
+    EXPECT_EQ(prefix, c.prefix) << c.query;
+    EXPECT_EQ(base, c.baseName) << c.query;
+  }
+  // XPath 1.0: an unprefixed name never matches an element in a default namespace.
+  ComPtr<IXMLDOMNode> none;
+  EXPECT_EQ(S_FALSE, doc->selectSingleNode(L"r", none.GetAddressOf()));
+  // Namespace declarations read as attributes.
+  ComPtr<IXMLDOMElement> root;
+  doc->get_documentElement(root.GetAddressOf());
+  ComVariant decl;
+  ASSERT_EQ(S_OK, root->getAttribute(L"xmlns:p", &decl));
+  EXPECT_EQ(decl.Text(), L"urn:p");
+  ASSERT_EQ(S_OK, root->getAttribute(L"xmlns", &decl));
+  EXPECT_EQ(decl.Text(), L"urn:d");
+  ComVariant missing;
+  EXPECT_EQ(S_FALSE, root->getAttribute(L"xmlns:zz", &missing));
+  EXPECT_EQ(missing.vt, VT_EMPTY);
+}
+
+TEST(DomDocument, AttributeValuesFromVariantsAndEscaping) {
+  auto doc = Parse(L"<r/>");
+  ComPtr<IXMLDOMElement> root;
+  doc->get_documentElement(root.GetAddressOf());
+  VARIANT b;
+  VariantInit(&b);
+  b.vt = VT_BOOL;
+  b.boolVal = VARIANT_TRUE;
+  VARIANT i8;
+  VariantInit(&i8);
+  i8.vt = VT_I8;
+  i8.llVal = -9'000'000'000;
+  ASSERT_EQ(S_OK, root->setAttribute(L"i", ComVariant(42)));
+  ASSERT_EQ(S_OK, root->setAttribute(L"l", i8));
+  ASSERT_EQ(S_OK, root->setAttribute(L"b", b));
+  ASSERT_EQ(S_OK, root->setAttribute(L"d", ComVariant(0.1)));
+  ASSERT_EQ(S_OK, root->setAttribute(L"s", ComVariant(L"<&>\"'\t\n")));
+  ASSERT_EQ(S_OK, root->setAttribute(L"i", ComVariant(L"again")));  // replaces, keeps its place
+  EXPECT_EQ(XmlOf(root.Get()),
+            L"<r i=\"again\" l=\"-9000000000\" b=\"true\" d=\"0.1\" s=\"&lt;&amp;&gt;&quot;'&#9;&#10;\"/>");
+  // The escaped text reads back exactly after a reload.
+  auto again = Parse(XmlOf(doc.Get()));
+  ComPtr<IXMLDOMElement> root2;
+  again->get_documentElement(root2.GetAddressOf());
+  ComVariant s;
+  ASSERT_EQ(S_OK, root2->getAttribute(L"s", &s));
+  EXPECT_EQ(s.Text(), L"<&>\"'\t\n");
+  // Entity-like text set on an attribute node is stored as written, not parsed.
+  ComPtr<IXMLDOMAttribute> attr;
+  ASSERT_EQ(S_OK, root->getAttributeNode(L"i", attr.GetAddressOf()));
+  ASSERT_EQ(S_OK, attr->put_value(ComVariant(L"&amp;")));
+  ComVariant back;
+  ASSERT_EQ(S_OK, attr->get_value(&back));
+  EXPECT_EQ(back.Text(), L"&amp;");
+  VARIANT unsupported;
+  VariantInit(&unsupported);
+  unsupported.vt = static_cast<VARTYPE>(0x4000 | VT_I4);  // by reference
+  EXPECT_NE(S_OK, root->setAttribute(L"x", unsupported));
+}
+
+// Node lists, nodes of a reloaded document and detached nodes stay usable
+// after every handle on the document is gone.
+TEST(DomDocument, NodeListsAndReloadsOutliveTheDocument) {
+  ComPtr<IXMLDOMNodeList> list;
+  ComPtr<IXMLDOMNode> fromFirstLoad;
+  {
+    auto doc = Parse(L"<r><i>1</i><i>2</i><i>3</i></r>");
+    ASSERT_EQ(S_OK, doc->selectNodes(L"r/i", list.GetAddressOf()));
+    ASSERT_EQ(S_OK, doc->selectSingleNode(L"r", fromFirstLoad.GetAddressOf()));
+    VARIANT_BOOL ok = VARIANT_FALSE;
+    ASSERT_EQ(S_OK, doc->loadXML(L"<other/>", &ok));  // the first tree is retired, not freed
+  }
+  std::wstring joined;
+  ComPtr<IXMLDOMNode> item;
+  while (list->nextNode(item.ReleaseAndGetAddressOf()) == S_OK) {
+    std::wstring t;
+    item->get_text(&t);
+    joined += t;
+  }
+  EXPECT_EQ(joined, L"123");
+  EXPECT_EQ(S_FALSE, list->get_item(3, item.ReleaseAndGetAddressOf()));
+  EXPECT_FALSE(item);
+  ASSERT_EQ(S_OK, list->reset());
+  ASSERT_EQ(S_OK, list->nextNode(item.ReleaseAndGetAddressOf()));
+  // A node of the retired tree can still be edited and serialised.
+  ASSERT_EQ(S_OK, fromFirstLoad->put_text(L"replaced"));
+  EXPECT_EQ(XmlOf(fromFirstLoad.Get()), L"<r>replaced</r>");
+}

@@ -26,34 +26,5 @@ TEST(StreamTypes, NameLookupIsExactAndInvertsTheTable) {
   EXPECT_EQ(found, qz_ds::StreamBasicType_Vector2);
 }
 
-TEST(StreamTypes, OnlyBuiltTypesHaveStreamClasses) {
-  int internal = 0;
-  int external = 0;
-  for (int i = -1; i <= 13; ++i) {
-    auto type = static_cast<qz_ds::StreamBasicType>(i);
-    internal += HasInternalStreamClass(type);
-    external += HasExternalStreamClass(type);
-  }
-  EXPECT_EQ(internal, 5);
-  EXPECT_EQ(external, 7);
-  EXPECT_FALSE(HasInternalStreamClass(qz_ds::StreamBasicType_Vector3));
-  EXPECT_TRUE(HasExternalStreamClass(qz_ds::StreamBasicType_PersonSkeleton));
-  EXPECT_FALSE(HasExternalStreamClass(qz_ds::StreamBasicType_Boolean));
-}
-
-TEST(StreamTypes, FlowAndInterpolationConventions) {
-  EXPECT_EQ(XmlFlowTypeOf(false), 1);
-  EXPECT_EQ(XmlFlowTypeOf(true), 2);
-  EXPECT_TRUE(IsConstantXmlFlowType(2));
-  EXPECT_FALSE(IsConstantXmlFlowType(1));
-  EXPECT_FALSE(IsConstantXmlFlowType(3));
-  // The modifier numbers flow types the other way round.
-  EXPECT_TRUE(IsConstantModifierFlowType(1));
-  EXPECT_FALSE(IsConstantModifierFlowType(2));
-  EXPECT_EQ(StreamInterpolationOf(1), 0u);
-  EXPECT_EQ(StreamInterpolationOf(0), 1u);
-  EXPECT_EQ(StreamInterpolationOf(-1), 1u);
-}
-
 }  // namespace
 }  // namespace qz_dsc
