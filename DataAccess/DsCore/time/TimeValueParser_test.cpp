@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <optional>
 #include <random>
+#include <regex>
+#include <vector>
 
 #include "qz_dsc/TimeValueText.h"
 
@@ -80,6 +84,89 @@ TEST(ParseTimeValue, OverlongTextsAreRefused) {
   std::wstring text = L"1." + std::wstring(kMaxTimeTextLength - 2, L'0');
   EXPECT_EQ(Parse(text), kSecond);
   ExpectRefused(text + L"0");
+}
+
+// The first parser, on the standard regex engine: the reference the parser
+// must agree with on every text. The engine recurses once per character, so
+// it is only given short texts.
+std::optional<std::int64_t> ReferenceParse(const std::wstring& text) {
+  static const std::wregex pattern(L"([-+]){0,1}([0-9]*:){0,1}([0-9]*:){0,1}([0-9]+){0,1}.{0,1}([0-9]*)");
+  std::wsmatch m;
+  if (!std::regex_match(text, m, pattern)) return std::nullopt;
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+  bool overflow = false;
+  auto number = [&](std::wstring digits) {
+    std::int64_t value = 0;
+    for (wchar_t c : digits) {
+      if (c < L'0' || c > L'9') break;
+      if (value > (kMax - (c - L'0')) / 10) overflow = true;
+      if (!overflow) value = value * 10 + (c - L'0');
+    }
+    return value;
+  };
+  std::int64_t total = 0;
+  auto add = [&](std::int64_t count, std::int64_t unit) {
+    if (count > (kMax - total) / unit) overflow = true;
+    if (!overflow) total += count * unit;
+  };
+  std::optional<std::int64_t> hours, minutes;
+  for (int group : {2, 3}) {
+    if (!m[group].matched) continue;
+    if (minutes) hours = minutes;
+    minutes = number(m[group].str());
+  }
+  if (hours) add(*hours, kHour);
+  if (minutes) add(*minutes, kMinute);
+  if (m[4].matched) add(number(m[4].str()), kSecond);
+  const std::wstring fraction = m[5].str().substr(0, 3);
+  static constexpr std::int64_t kScale[] = {0, 1'000'000, 100'000, 10'000};
+  if (!fraction.empty()) add(number(fraction), kScale[fraction.size()]);
+  if (overflow) return std::nullopt;
+  return m[1].matched && m[1].str() == L"-" ? -total : total;
+}
+
+void ExpectSameAsReference(const std::wstring& text) {
+  const std::optional<std::int64_t> expected = ReferenceParse(text);
+  std::int64_t ticks = kUntouched;
+  const bool parsed = ParseTimeValue(text, ticks);
+  ASSERT_EQ(parsed, expected.has_value()) << text;
+  ASSERT_EQ(ticks, expected.value_or(kUntouched)) << text;
+}
+
+// Every text of up to five characters from an alphabet of the pattern's
+// pieces and its near misses (line breaks, other characters), then random
+// longer texts mostly of digits, some with numbers near the 64-bit limit.
+TEST(ParseTimeValue, AgreesWithTheRegexReference) {
+  const std::wstring alphabet = L"07:-+.\n" L"\x2029" L"a";
+  std::wstring text;
+  std::vector<std::size_t> digits;
+  for (std::size_t length = 0; length <= 5; ++length) {
+    digits.assign(length, 0);
+    for (;;) {
+      text.clear();
+      for (std::size_t d : digits) text += alphabet[d];
+      ExpectSameAsReference(text);
+      if (HasFatalFailure()) return;
+      std::size_t i = 0;
+      while (i < length && ++digits[i] == alphabet.size()) digits[i++] = 0;
+      if (i == length) break;
+    }
+  }
+
+  const std::wstring pieces[] = {L"1",  L"5", L"0",  L"9", L":", L"-",      L"+",    L".",   L",",
+                                 L" ", L"\r", L"\x2028", std::wstring(1, L'\0'), L"99", L"00000", L"922337203685", L"9223372036854775807"};
+  std::mt19937 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    text.clear();
+    const int count = static_cast<int>(random() % 7);
+    for (int j = 0; j < count; ++j) {
+      // Digits three times out of four.
+      const std::size_t pick = random() % 4 != 0 ? random() % 4 : random() % std::size(pieces);
+      text += pieces[pick];
+    }
+    ExpectSameAsReference(text);
+    if (HasFatalFailure()) return;
+  }
 }
 
 // Parsing the text of a clock format gives back the time cut to what the
