@@ -6,12 +6,13 @@
 #include <regex>
 #include <vector>
 
+#include "qz_dsc/Ticks.h"
 #include "qz_dsc/TimeValueText.h"
 
 namespace qz_dsc {
 namespace {
 
-constexpr std::int64_t kSecond = 10'000'000;
+constexpr std::int64_t kSecond = kTicksPerSecond;
 constexpr std::int64_t kMinute = 60 * kSecond;
 constexpr std::int64_t kHour = 60 * kMinute;
 constexpr std::int64_t kUntouched = 424242;
@@ -82,7 +83,8 @@ TEST(ParseTimeValue, NumbersBeyond64BitsAreRefused) {
 
 TEST(ParseTimeValue, LongTextsAreReadWhole) {
   const std::wstring zeros(100'000, L'0');
-  EXPECT_EQ(Parse(zeros + L"1:" + zeros + L"2:" + zeros + L"3." + L"5" + zeros), kHour + 2 * kMinute + 3 * kSecond + 5'000'000);
+  EXPECT_EQ(Parse(zeros + L"1:" + zeros + L"2:" + zeros + L"3." + L"5" + zeros),
+            kHour + 2 * kMinute + 3 * kSecond + 5'000'000);
   EXPECT_EQ(Parse(L"-" + zeros + L"7"), -7 * kSecond);
   EXPECT_EQ(Parse(L"1." + zeros), kSecond);
   // Every way of splitting these is tried and each fails at the far end.
@@ -158,12 +160,13 @@ TEST(ParseTimeValue, AgreesWithTheRegexReference) {
     }
   }
 
-  const std::wstring pieces[] = {L"1",  L"5", L"0",  L"9", L":", L"-",      L"+",    L".",   L",",
-                                 L" ", L"\r", L"\x2028", std::wstring(1, L'\0'), L"99", L"00000", L"922337203685", L"9223372036854775807"};
+  const std::wstring pieces[] = {L"1",  L"5",  L"0",       L"9",  L":",   L"-", L"+", L".", L",",
+                                 L" ", L"\r", L"\x2028", L"99", L"00000", L"922337203685", L"9223372036854775807",
+                                 std::wstring(1, L'\0')};
   std::mt19937 random(7);
   for (int i = 0; i < 20000; ++i) {
     text.clear();
-    const int count = static_cast<int>(random() % 7);
+    const int count = static_cast<int>(random() % 12);
     for (int j = 0; j < count; ++j) {
       // Digits three times out of four.
       const std::size_t pick = random() % 4 != 0 ? random() % 4 : random() % std::size(pieces);
@@ -174,32 +177,59 @@ TEST(ParseTimeValue, AgreesWithTheRegexReference) {
   }
 }
 
-// Parsing the text of a clock format gives back the time cut to what the
-// format shows.
-TEST(ParseTimeValue, ReadsBackEveryClockFormat) {
-  struct Case {
-    int format;
-    std::int64_t unit;
-  };
-  const Case cases[] = {{TimeFormat_MilliSeconds, 10'000},
-                        {TimeFormat_Seconds, kSecond},
-                        {TimeFormat_MilliSeconds_NoPrefix, 10'000},
-                        {TimeFormat_CentiSeconds_NoPrefix, 100'000},
-                        {TimeFormat_DeciSeconds_NoPrefix, 1'000'000},
-                        {TimeFormat_Seconds_NoPrefix, kSecond},
-                        {TimeFormat_Clock, kSecond}};
+// Every format's text of random times, the extremes among them: the formats
+// that read back give the time cut to what they show; the others are refused
+// or, like the frame number, read as something else.
+TEST(ParseTimeValue, EveryFormatReadsBackWhereItCan) {
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+  constexpr std::int64_t kNaturalClockFrom = 23 * kHour + 30 * kMinute;
+  constexpr std::int64_t kRefused = -1;  // the text must not parse
+  constexpr std::int64_t kSkip = 0;      // the text reads as something else
+  std::vector<std::int64_t> times = {0, 1, -1, kMax, kMin, kMax - 1, kMin + 1, kNaturalClockFrom, -kNaturalClockFrom,
+                                     kMinute - 1, kMinute, -kMinute + 1};
   std::mt19937_64 random(20240307);
   for (int i = 0; i < 3000; ++i) {
     // Magnitudes spread over every size below 2^63.
     const std::uint64_t magnitude = (random() >> 1) >> (random() % 63);
-    const bool negative = (random() & 1) != 0;
-    const auto t = negative ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude);
-    for (const Case& c : cases) {
-      const std::int64_t shown = static_cast<std::int64_t>(magnitude) / c.unit * c.unit;
-      const std::wstring text = FormatTimeValue(t, c.format);
+    times.push_back((random() & 1) != 0 ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude));
+  }
+  for (const std::int64_t t : times) {
+    const std::uint64_t magnitude = t < 0 ? 0 - static_cast<std::uint64_t>(t) : static_cast<std::uint64_t>(t);
+    // The ticks a format shows, in units of its last field; kRefused and
+    // kSkip as above.
+    auto unitOf = [&](int format) -> std::int64_t {
+      switch (format) {
+        case TimeFormat_MilliSeconds:
+        case TimeFormat_MilliSeconds_NoPrefix: return kTicksPerMillisecond;
+        case TimeFormat_CentiSeconds_NoPrefix: return 10 * kTicksPerMillisecond;
+        case TimeFormat_DeciSeconds_NoPrefix: return 100 * kTicksPerMillisecond;
+        case TimeFormat_Seconds:
+        case TimeFormat_Seconds_NoPrefix:
+        case TimeFormat_MinutesSeconds:
+        case TimeFormat_Clock: return kSecond;
+        case TimeFormat_Minutes_NoPrefix: return kMinute;  // "1:05:" is hours and minutes
+        // Words below 23.5 hours and for every negative time.
+        case TimeFormat_Natural: return t >= kNaturalClockFrom ? 10 * kTicksPerMillisecond : kRefused;
+        // 5" reads as 5 seconds; 1' 05" does not read.
+        case TimeFormat_Sport: return magnitude < static_cast<std::uint64_t>(kMinute) ? kSecond : kRefused;
+        case TimeFormat_NanoSeconds: return kRefused;  // "_" ends the fraction
+        default: return kSkip;                        // frame numbers read as seconds
+      }
+    };
+    for (int format = 0; format < kTimeFormatCount; ++format) {
+      const std::wstring text = FormatTimeValue(t, format, 25, 1);
+      const std::int64_t unit = unitOf(format);
+      if (unit == kSkip) continue;
       std::int64_t parsed = kUntouched;
-      ASSERT_TRUE(ParseTimeValue(text, parsed)) << text;
-      ASSERT_EQ(parsed, negative ? -shown : shown) << text << " format " << c.format;
+      const bool ok = ParseTimeValue(text, parsed);
+      if (unit == kRefused) {
+        ASSERT_FALSE(ok) << text << " format " << format;
+        continue;
+      }
+      const auto shown = static_cast<std::int64_t>(magnitude / static_cast<std::uint64_t>(unit)) * unit;
+      ASSERT_TRUE(ok) << text << " format " << format;
+      ASSERT_EQ(parsed, t < 0 ? -shown : shown) << text << " format " << format;
     }
   }
 }
