@@ -1,13 +1,13 @@
 // A short text built in a stack buffer of narrow characters and widened to a
 // std::wstring once, for the time texts: numbers are written with
 // std::to_chars, never through the printf family.
-// A value type; not shared between threads.
+// Lives on one thread's stack; not copyable.
 #pragma once
 
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <limits>
 #include <string>
 
 namespace qz_dsc {
@@ -15,11 +15,18 @@ namespace qz_dsc {
 class NarrowText {
  public:
   // Room for the longest time text: a timestamp of seven 11-character numbers
-  // and six separators. REQUIRES: every text built stays within it.
+  // and six separators. REQUIRES: no text built is longer.
   static constexpr std::size_t kCapacity = 96;
 
+  // Starts with "-" when minus is set.
+  explicit NarrowText(bool minus = false) {
+    if (minus) Put('-');
+  }
+  NarrowText(const NarrowText&) = delete;
+  NarrowText& operator=(const NarrowText&) = delete;
+
   NarrowText& Put(char c) {
-    buffer_[size_++] = c;
+    *end_++ = c;
     return *this;
   }
 
@@ -36,19 +43,25 @@ class NarrowText {
   }
 
   NarrowText& Unsigned(std::uint64_t value, int width = 1) {
-    char digits[20];
-    const auto length = static_cast<int>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-    for (int i = length; i < width; ++i) Put('0');
-    std::memcpy(buffer_ + size_, digits, static_cast<std::size_t>(length));
-    size_ += static_cast<std::size_t>(length);
+    // The zeros go first, so that the digits are written in place: count
+    // the digits only as far as the width needs.
+    int digits = 1;
+    for (std::uint64_t power = 10; digits < width && value >= power; power *= 10) ++digits;
+    for (; digits < width; ++digits) Put('0');
+    // Most fields fit 32 bits, whose conversion is the cheaper one.
+    end_ = value <= std::numeric_limits<std::uint32_t>::max()
+               ? std::to_chars(end_, buffer_ + kCapacity, static_cast<std::uint32_t>(value)).ptr
+               : std::to_chars(end_, buffer_ + kCapacity, value).ptr;
     return *this;
   }
 
-  std::wstring Widen() const { return std::wstring(buffer_, buffer_ + size_); }
+  std::wstring Widen() const {
+    return std::wstring(static_cast<const char*>(buffer_), static_cast<const char*>(end_));
+  }
 
  private:
   char buffer_[kCapacity];
-  std::size_t size_ = 0;
+  char* end_ = buffer_;
 };
 
 }  // namespace qz_dsc

@@ -70,9 +70,9 @@ bool MatchTail(std::wstring_view text, std::size_t pos, TimeTextParts& parts) {
 }
 
 // Splits a whole text into its parts, choosing between the ways it could be
-// split as a backtracking matcher would: each optional part is tried present
-// first, then absent, the sign before the first colon piece before the
-// second. "1:2" is therefore minutes and seconds, and "--5" a negative sign
+// split as a backtracking matcher would: each optional part (the sign, the
+// first colon piece, the second) is tried present first, then absent, in that
+// order. "1:2" is therefore minutes and seconds, and "--5" a negative sign
 // with "-" separating the fraction 5. At most eight tries of one pass each,
 // so any length of text is matched in linear time without recursion.
 bool MatchTimeText(std::wstring_view text, TimeTextParts& parts) {

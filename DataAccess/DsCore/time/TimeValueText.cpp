@@ -1,5 +1,6 @@
 #include "qz_dsc/TimeValueText.h"
 
+#include <cstdint>
 #include <cwctype>
 #include <limits>
 
@@ -61,23 +62,19 @@ Parts Split(std::int64_t t) {
   p.magnitude = p.negative ? 0 - static_cast<std::uint64_t>(t) : static_cast<std::uint64_t>(t);
   // Hours are a signed 32-bit value, taken as the two's-complement
   // truncation; 2^63 ticks are about 2.6e8 hours, so nothing is lost today.
-  p.hours = static_cast<std::int32_t>(p.magnitude / kHour);
-  std::uint64_t rem = p.magnitude % kHour;
-  p.minutes = static_cast<int>(rem / kMinute);
-  rem %= kMinute;
-  p.seconds = static_cast<int>(rem / kSecond);
-  p.rest = static_cast<int>(rem % kSecond);
+  const std::uint64_t seconds = p.magnitude / kSecond;
+  p.rest = static_cast<int>(p.magnitude - seconds * kSecond);
+  const std::uint64_t hours = seconds / 3600;
+  p.hours = static_cast<std::int32_t>(hours);
+  // Below 3,600 in 32 bits, where the divisions are cheaper.
+  const auto secondsInHour = static_cast<std::uint32_t>(seconds - hours * 3600);
+  p.minutes = static_cast<int>(secondsInHour / 60);
+  p.seconds = static_cast<int>(secondsInHour % 60);
   return p;
 }
 
-NarrowText Signed(const Parts& p) {
-  NarrowText s;
-  if (p.negative) s.Put('-');
-  return s;
-}
-
 std::wstring Clock(const Parts& p, unsigned options, int decimals) {
-  NarrowText s = Signed(p);
+  NarrowText s(p.negative);
   if (p.hours != 0) {
     s.Number(p.hours).Put(':').Number(p.minutes, 2).Put(':').Number(p.seconds, 2);
   } else if ((options & kNoPrefix) == 0) {
@@ -98,7 +95,7 @@ std::wstring Clock(const Parts& p, unsigned options, int decimals) {
 
 // Hours, minutes, seconds, milliseconds and the remaining 100-ns ticks.
 std::wstring NanoSeconds(const Parts& p) {
-  NarrowText s = Signed(p);
+  NarrowText s(p.negative);
   s.Number(p.hours, 2).Put(':').Number(p.minutes, 2).Put(':').Number(p.seconds, 2);
   s.Put('.').Number(p.rest / 10'000, 3).Put('_').Number(p.rest % 10'000, 4);
   return s.Widen();
@@ -120,7 +117,7 @@ std::int64_t FrameNumber(std::uint64_t magnitude, int numerator, int denominator
 // The sign of the time, then the frame number with its own sign (a negative
 // rate gives "--25" for a negative time).
 std::wstring TimeCode(const Parts& p, int numerator, int denominator) {
-  NarrowText s = Signed(p);
+  NarrowText s(p.negative);
   s.Number(FrameNumber(p.magnitude, numerator, denominator));
   return s.Widen();
 }
@@ -151,7 +148,7 @@ std::wstring Sport(const Parts& p) {
   const std::uint64_t ms = p.magnitude / kMillisecond;
   const std::uint64_t minutes = ms / 60'000;
   const std::uint64_t seconds = ms % 60'000 / 1000;
-  NarrowText s = Signed(p);
+  NarrowText s(p.negative);
   if (minutes == 0) {
     s.Unsigned(seconds);
   } else {
@@ -163,14 +160,14 @@ std::wstring Sport(const Parts& p) {
 
 std::wstring MinutesSeconds(const Parts& p) {
   const std::uint64_t ms = p.magnitude / kMillisecond;
-  NarrowText s = Signed(p);
+  NarrowText s(p.negative);
   s.Unsigned(ms / 60'000, 2).Put(':').Unsigned(ms % 60'000 / 1000, 2);
   return s.Widen();
 }
 
 // Hours and minutes only, ending with a colon.
 std::wstring MinutesNoPrefix(const Parts& p) {
-  NarrowText s = Signed(p);
+  NarrowText s(p.negative);
   if (p.hours != 0) {
     s.Number(p.hours).Put(':').Number(p.minutes, 2).Put(':');
   } else if (p.minutes != 0) {
