@@ -4,7 +4,6 @@
 // All functions are stateless and safe to call from any thread.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
