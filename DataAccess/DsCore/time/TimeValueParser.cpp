@@ -1,4 +1,3 @@
-#include <limits>
 #include <string_view>
 
 #include "qz_dsc/Ticks.h"
@@ -10,7 +9,6 @@ namespace {
 
 constexpr std::int64_t kTicksPerMinute = 60 * kTicksPerSecond;
 constexpr std::int64_t kTicksPerHour = 60 * kTicksPerMinute;
-constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 
 // One part of a matched time text: [begin, end) in the text.
 struct Piece {
@@ -100,18 +98,22 @@ bool MatchTimeText(std::wstring_view text, TimeTextParts& parts) {
 // number does not fit 64 bits.
 bool ReadNumber(std::wstring_view text, const Piece& piece, std::int64_t& value) {
   const std::wstring_view digits = text.substr(piece.begin, piece.end - piece.begin);
-  if (digits.empty()) {
-    value = 0;
+  // Up to 18 digits cannot overflow: read them directly. Longer runs (leading
+  // zeros, or a number too large) go through the checked reader.
+  if (digits.size() <= 18) {
+    std::int64_t v = 0;
+    for (const wchar_t c : digits) v = v * 10 + (c - L'0');
+    value = v;
     return true;
   }
   return NumberText::Parse(digits, value);
 }
 
-// total += count * unit, or false on overflow.
+// total += count * unit, or false on overflow. Both are never negative.
 bool AddScaled(std::int64_t& total, std::int64_t count, std::int64_t unit) {
-  if (count > (kMax - total) / unit) return false;
-  total += count * unit;
-  return true;
+  std::int64_t scaled = 0;
+  if (__builtin_mul_overflow(count, unit, &scaled)) return false;
+  return !__builtin_add_overflow(total, scaled, &total);
 }
 
 bool AddPiece(std::wstring_view text, const Piece& piece, std::int64_t unit, std::int64_t& total) {
