@@ -4,7 +4,6 @@
 // All functions are stateless and safe to call from any thread.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -40,14 +39,11 @@ QZ_DSC_API std::wstring FormatTimeValue(std::int64_t ticks, int format, int rate
 
 // Reads a typed time such as "1:02:03.5", "2:03", "-7" or "3,25" into ticks.
 // Returns false, leaving ticks untouched, when the text does not have the
-// shape [sign][h:][m:][s][any one character but a line break][fraction],
-// when a number does not fit 64 bits, or when the text is longer than
-// kMaxTimeTextLength.
+// shape [sign][h:][m:][s][any one character but a line break][fraction] or
+// when a number does not fit 64 bits. Texts of any length are read in
+// linear time.
 // Note that an empty text has that shape and reads as 0.
 QZ_DSC_API bool ParseTimeValue(const std::wstring& text, std::int64_t& ticks);
-
-// Longest text ParseTimeValue reads; longer texts are refused outright.
-constexpr std::size_t kMaxTimeTextLength = 128;
 
 // The name of format ("MilliSeconds" for 1), or nullptr when it has none
 // (format 12 and numbers outside 0..12).

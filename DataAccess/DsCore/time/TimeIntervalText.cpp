@@ -1,21 +1,24 @@
 #include "time/TimeIntervalText.h"
 
+#include <charconv>
+
 namespace qz_dsc {
 namespace {
 
 // Appends " <value> <unit>", spending one significant digit per digit of
 // value. Digits beyond the remaining budget are written as 0.
 void AppendPiece(std::wstring& out, std::uint64_t value, const wchar_t* unit, int& digitsLeft) {
-  std::wstring number = std::to_wstring(value);
-  for (wchar_t& c : number) {
+  char digits[20];
+  const char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  out += L' ';
+  for (const char* c = digits; c != end; ++c) {
     if (digitsLeft > 0) {
       --digitsLeft;
+      out += static_cast<wchar_t>(*c);
     } else {
-      c = L'0';
+      out += L'0';
     }
   }
-  out += L' ';
-  out += number;
   out += L' ';
   out += unit;
 }

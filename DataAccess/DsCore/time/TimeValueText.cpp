@@ -1,21 +1,23 @@
 #include "qz_dsc/TimeValueText.h"
 
+#include <cstdint>
 #include <cwctype>
 #include <limits>
 
-#include "module/Check.h"
+#include "qz_dsc/Ticks.h"
+#include "time/NarrowText.h"
 #include "time/TimeIntervalText.h"
 
 namespace qz_dsc {
 namespace {
 
-constexpr std::uint64_t kHour = 36'000'000'000;
-constexpr std::uint64_t kMinute = 600'000'000;
-constexpr std::uint64_t kSecond = 10'000'000;
-constexpr std::uint64_t kMillisecond = 10'000;
+constexpr std::uint64_t kSecond = kTicksPerSecond;
+constexpr std::uint64_t kMinute = 60 * kSecond;
+constexpr std::uint64_t kHour = 60 * kMinute;
+constexpr std::uint64_t kMillisecond = kTicksPerMillisecond;
 
 // From this time on the "Natural" format shows a clock instead of words.
-constexpr std::int64_t kNaturalClockFrom = 846'000'000'000;  // 23.5 hours
+constexpr std::int64_t kNaturalClockFrom = 23 * kHour + 30 * kMinute;
 
 // The interval function's buffer and significant digits for "Natural".
 constexpr std::size_t kIntervalBufferChars = 30;
@@ -60,36 +62,44 @@ Parts Split(std::int64_t t) {
   p.magnitude = p.negative ? 0 - static_cast<std::uint64_t>(t) : static_cast<std::uint64_t>(t);
   // Hours are a signed 32-bit value, taken as the two's-complement
   // truncation; 2^63 ticks are about 2.6e8 hours, so nothing is lost today.
-  p.hours = static_cast<std::int32_t>(p.magnitude / kHour);
-  std::uint64_t rem = p.magnitude % kHour;
-  p.minutes = static_cast<int>(rem / kMinute);
-  rem %= kMinute;
-  p.seconds = static_cast<int>(rem / kSecond);
-  p.rest = static_cast<int>(rem % kSecond);
+  const std::uint64_t seconds = p.magnitude / kSecond;
+  p.rest = static_cast<int>(p.magnitude - seconds * kSecond);
+  const std::uint64_t hours = seconds / 3600;
+  p.hours = static_cast<std::int32_t>(hours);
+  // Below 3,600 in 32 bits, where the divisions are cheaper.
+  const auto secondsInHour = static_cast<std::uint32_t>(seconds - hours * 3600);
+  p.minutes = static_cast<int>(secondsInHour / 60);
+  p.seconds = static_cast<int>(secondsInHour % 60);
   return p;
 }
 
 std::wstring Clock(const Parts& p, unsigned options, int decimals) {
-  std::wstring s = p.negative ? L"-" : L"";
+  NarrowText s(p.negative);
   if (p.hours != 0) {
-    s += FormatW(L"%d:%02d:%02d", p.hours, p.minutes, p.seconds);
+    s.Number(p.hours).Put(':').Number(p.minutes, 2).Put(':').Number(p.seconds, 2);
   } else if ((options & kNoPrefix) == 0) {
-    s += FormatW(L"0:%02d:%02d", p.minutes, p.seconds);
+    s.Put('0').Put(':').Number(p.minutes, 2).Put(':').Number(p.seconds, 2);
   } else if (p.minutes != 0 || (options & kKeepMinutes) != 0) {
-    s += FormatW(L"%d:%02d", p.minutes, p.seconds);
+    s.Number(p.minutes).Put(':').Number(p.seconds, 2);
   } else {
-    s += FormatW(L"%d", p.seconds);
+    s.Number(p.seconds);
   }
   switch (decimals) {
-    case 1: s += FormatW(L".%1d", p.rest / 1'000'000); break;
-    case 2: s += FormatW(L".%02d", p.rest / 100'000); break;
-    case 3: s += FormatW(L".%03d", p.rest / 10'000); break;
+    case 1: s.Put('.').Number(p.rest / 1'000'000, 1); break;
+    case 2: s.Put('.').Number(p.rest / 100'000, 2); break;
+    case 3: s.Put('.').Number(p.rest / 10'000, 3); break;
     default: break;
   }
-  return s;
+  return s.Widen();
 }
 
-std::wstring Sign(const Parts& p) { return p.negative ? L"-" : L""; }
+// Hours, minutes, seconds, milliseconds and the remaining 100-ns ticks.
+std::wstring NanoSeconds(const Parts& p) {
+  NarrowText s(p.negative);
+  s.Number(p.hours, 2).Put(':').Number(p.minutes, 2).Put(':').Number(p.seconds, 2);
+  s.Put('.').Number(p.rest / 10'000, 3).Put('_').Number(p.rest % 10'000, 4);
+  return s.Widen();
+}
 
 // Frames in the magnitude at numerator/denominator frames a second,
 // truncated, in double precision. Quotients beyond the 64-bit range (only
@@ -102,6 +112,14 @@ std::int64_t FrameNumber(std::uint64_t magnitude, int numerator, int denominator
   if (frames >= kLimit) return std::numeric_limits<std::int64_t>::max();
   if (frames <= -kLimit) return std::numeric_limits<std::int64_t>::min();
   return static_cast<std::int64_t>(frames);
+}
+
+// The sign of the time, then the frame number with its own sign (a negative
+// rate gives "--25" for a negative time).
+std::wstring TimeCode(const Parts& p, int numerator, int denominator) {
+  NarrowText s(p.negative);
+  s.Number(FrameNumber(p.magnitude, numerator, denominator));
+  return s.Widen();
 }
 
 std::wstring Trim(const std::wstring& s) {
@@ -118,7 +136,9 @@ std::wstring Natural(std::int64_t t, const Parts& p) {
   // conversion to that argument, magnitudes beyond it wrap modulo 2^32
   // (only negative times that large reach this path).
   const auto milliseconds = static_cast<std::uint32_t>(p.magnitude / kMillisecond);
-  return Sign(p) + Trim(TimeIntervalText::Format(milliseconds, kIntervalDigits, kIntervalBufferChars));
+  std::wstring text = Trim(TimeIntervalText::Format(milliseconds, kIntervalDigits, kIntervalBufferChars));
+  if (p.negative) text.insert(text.begin(), L'-');
+  return text;
 }
 
 // Formats 5 and 10 count whole minutes without folding them into hours; they
@@ -126,28 +146,34 @@ std::wstring Natural(std::int64_t t, const Parts& p) {
 // years.
 std::wstring Sport(const Parts& p) {
   const std::uint64_t ms = p.magnitude / kMillisecond;
-  const auto minutes = static_cast<long long>(ms / 60'000);
-  const auto seconds = static_cast<int>(ms % 60'000 / 1000);
-  if (minutes <= 0) return Sign(p) + FormatW(L"%d\"", seconds);
-  return Sign(p) + FormatW(L"%I64d' %02d\"", minutes, seconds);
+  const std::uint64_t minutes = ms / 60'000;
+  const std::uint64_t seconds = ms % 60'000 / 1000;
+  NarrowText s(p.negative);
+  if (minutes == 0) {
+    s.Unsigned(seconds);
+  } else {
+    s.Unsigned(minutes).Put('\'').Put(' ').Unsigned(seconds, 2);
+  }
+  s.Put('"');
+  return s.Widen();
 }
 
 std::wstring MinutesSeconds(const Parts& p) {
   const std::uint64_t ms = p.magnitude / kMillisecond;
-  const auto minutes = static_cast<long long>(ms / 60'000);
-  const auto seconds = static_cast<int>(ms % 60'000 / 1000);
-  return Sign(p) + FormatW(L"%02I64d:%02d", minutes, seconds);
+  NarrowText s(p.negative);
+  s.Unsigned(ms / 60'000, 2).Put(':').Unsigned(ms % 60'000 / 1000, 2);
+  return s.Widen();
 }
 
 // Hours and minutes only, ending with a colon.
 std::wstring MinutesNoPrefix(const Parts& p) {
-  std::wstring s = Sign(p);
+  NarrowText s(p.negative);
   if (p.hours != 0) {
-    s += FormatW(L"%d:%02d:", p.hours, p.minutes);
+    s.Number(p.hours).Put(':').Number(p.minutes, 2).Put(':');
   } else if (p.minutes != 0) {
-    s += FormatW(L"%d:", p.minutes);
+    s.Number(p.minutes).Put(':');
   }
-  return s;
+  return s.Widen();
 }
 
 }  // namespace
@@ -155,14 +181,10 @@ std::wstring MinutesNoPrefix(const Parts& p) {
 std::wstring FormatTimeValue(std::int64_t ticks, int format, int rateNumerator, int rateDenominator) {
   const Parts p = Split(ticks);
   switch (format) {
-    case TimeFormat_NanoSeconds:
-      return FormatW(p.negative ? L"-%02d:%02d:%02d.%03d_%04d" : L"%02d:%02d:%02d.%03d_%04d", p.hours,
-                             p.minutes, p.seconds, p.rest / 10'000, p.rest % 10'000);
+    case TimeFormat_NanoSeconds: return NanoSeconds(p);
     case TimeFormat_MilliSeconds: return Clock(p, 0, 3);
     case TimeFormat_Seconds: return Clock(p, 0, 0);
-    case TimeFormat_TimeCode:
-      return FormatW(p.negative ? L"-%I64d" : L"%I64d",
-                             static_cast<long long>(FrameNumber(p.magnitude, rateNumerator, rateDenominator)));
+    case TimeFormat_TimeCode: return TimeCode(p, rateNumerator, rateDenominator);
     case TimeFormat_Natural: return Natural(ticks, p);
     case TimeFormat_Sport: return Sport(p);
     case TimeFormat_MilliSeconds_NoPrefix: return Clock(p, kNoPrefix, 3);
@@ -193,8 +215,21 @@ bool FindTimeFormatByName(const std::wstring& name, int& format) noexcept {
 
 std::wstring FormatTimestamp(int year, int month, int day, int hour, int minute, int second, int millisecond,
                              bool compact) {
-  return FormatW(compact ? L"%04d%02d%02dT%02d%02d%02d%03d" : L"%04d.%02d.%02dT%02d:%02d:%02d.%03d", year,
-                         month, day, hour, minute, second, millisecond);
+  const char dateMark = compact ? '\0' : '.';
+  const char timeMark = compact ? '\0' : ':';
+  NarrowText s;
+  auto field = [&](int value, int width, char mark) {
+    s.Number(value, width);
+    if (mark != '\0') s.Put(mark);
+  };
+  field(year, 4, dateMark);
+  field(month, 2, dateMark);
+  field(day, 2, 'T');
+  field(hour, 2, timeMark);
+  field(minute, 2, timeMark);
+  field(second, 2, dateMark);
+  field(millisecond, 3, '\0');
+  return s.Widen();
 }
 
 }  // namespace qz_dsc

@@ -6,10 +6,12 @@
 #include <climits>
 #include <limits>
 
+#include "qz_dsc/Ticks.h"
+
 namespace qz_dsc {
 namespace {
 
-constexpr std::int64_t kSecond = 10'000'000;
+constexpr std::int64_t kSecond = kTicksPerSecond;
 constexpr std::int64_t kMinute = 60 * kSecond;
 constexpr std::int64_t kHour = 60 * kMinute;
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
@@ -83,6 +85,9 @@ TEST(FormatTimeValue, FrameNumbers) {
   EXPECT_EQ(FormatTimeValue(kSecond, TimeFormat_TimeCode, 25, 0), L"0");
   EXPECT_EQ(FormatTimeValue(-kSecond, TimeFormat_TimeCode, 25, 0), L"-0");
   EXPECT_EQ(FormatTimeValue(kSecond, TimeFormat_TimeCode), L"0");
+  // The time's sign and the frame number's own sign from a negative rate.
+  EXPECT_EQ(FormatTimeValue(-kSecond, TimeFormat_TimeCode, -25, 1), L"--25");
+  EXPECT_EQ(FormatTimeValue(kSecond, TimeFormat_TimeCode, 25, -1), L"-25");
 }
 
 TEST(FormatTimeValue, ExtremeTimesHaveNoOverflow) {
@@ -136,6 +141,9 @@ TEST(FormatTimestamp, DottedAndCompactPatterns) {
   EXPECT_EQ(FormatTimestamp(2024, 3, 7, 9, 5, 1, 42, true), L"20240307T090501042");
   EXPECT_EQ(FormatTimestamp(987, 12, 31, 23, 59, 59, 999, false), L"0987.12.31T23:59:59.999");
   EXPECT_EQ(FormatTimestamp(12345, 1, 1, 0, 0, 0, 0, true), L"123450101T000000000");
+  // Negative fields are padded after the sign, the sign counted in the width.
+  EXPECT_EQ(FormatTimestamp(-5, -3, 0, -12, 7, -1, -7, false), L"-005.-3.00T-12:07:-1.-07");
+  EXPECT_EQ(FormatTimestamp(INT_MIN, 1, 2, 3, 4, 5, INT_MAX, true), L"-21474836480102T0304052147483647");
 }
 
 }  // namespace
