@@ -64,15 +64,24 @@ constexpr std::uint64_t MinSampleBytes() {
 // A sample time in a snapshot: whole seconds, and the whole time in
 // milliseconds in the second field, each truncated toward zero and cut to 32
 // bits (modular, as C++20 defines the conversion), then normalised.
-qz_std::TimeValue ToSnapshotTime(std::int64_t ticks) noexcept {
-  return qz_std::TimeValue(static_cast<std::int32_t>(ticks / kTicksPerSecond),
-                           static_cast<std::int32_t>(ticks / kTicksPerMillisecond));
+// The whole seconds are folded out of the field here in one step (wrapping,
+// as the constructor's own steps do), which gives the pair the constructor's
+// loops would reach, so that they have nothing left to do: a time of hours
+// would otherwise cost a step per 1000 s.
+inline qz_std::TimeValue ToSnapshotTime(std::int64_t ticks) noexcept {
+  constexpr std::int32_t kFieldPerSecond = 1'000'000;
+  const auto seconds = static_cast<std::int32_t>(ticks / kTicksPerSecond);
+  const auto field = static_cast<std::int32_t>(ticks / kTicksPerMillisecond);
+  const std::int32_t carry = field / kFieldPerSecond;
+  return qz_std::TimeValue(
+      static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds) + static_cast<std::uint32_t>(carry)),
+      field % kFieldPerSecond);
 }
 
 // Ticks from a snapshot time: (seconds * 1000 + second field) * 10^4. With
 // 32-bit fields the result stays below 2^55 in magnitude; the sums are done
 // unsigned all the same so that no input can overflow.
-std::int64_t FromSnapshotTime(const qz_std::TimeValue& time) noexcept {
+inline std::int64_t FromSnapshotTime(const qz_std::TimeValue& time) noexcept {
   const auto seconds = static_cast<std::uint64_t>(static_cast<std::int64_t>(time.GetSeconds()));
   const auto field = static_cast<std::uint64_t>(static_cast<std::int64_t>(time.GetMicroseconds()));
   return static_cast<std::int64_t>((seconds * 1000u + field) * static_cast<std::uint64_t>(kTicksPerMillisecond));
@@ -113,9 +122,10 @@ int StreamModifierRawBuffer<T>::SerializeTo(BasicBinarySerializer& s) const {
     const std::size_t fitting =
         static_cast<std::size_t>(std::min<std::uint64_t>(m_samples.size(), BlockAccess::WritableBlocks(s, kSampleBytes)));
     unsigned char* out = BlockAccess::Take(s, fitting * kSampleBytes);
-    for (std::size_t i = 0; i < fitting; ++i, out += kSampleBytes) {
-      coding::EncodeTimeValue(out, ToSnapshotTime(m_samples[i].first));
-      FixedValue<T>::Encode(out + coding::kTimeValueBytes, m_samples[i].second);
+    const Sample* sample = m_samples.data();  // a local, so the byte stores cannot move it
+    for (std::size_t i = 0; i < fitting; ++i, ++sample, out += kSampleBytes) {
+      coding::EncodeTimeValue(out, ToSnapshotTime(sample->first));
+      FixedValue<T>::Encode(out + coding::kTimeValueBytes, sample->second);
     }
     next = fitting;
   }
@@ -158,12 +168,10 @@ int StreamModifierRawBuffer<T>::DeserializeFrom(BasicBinaryDeserializer& d) {
     const std::size_t whole =
         static_cast<std::size_t>(std::min<std::uint64_t>(wanted, BlockAccess::ReadableBlocks(d, kSampleBytes)));
     const unsigned char* in = BlockAccess::Take(d, whole * kSampleBytes);
-    const std::size_t first = m_samples.size();
-    m_samples.resize(first + whole);
     for (std::size_t i = 0; i < whole; ++i, in += kSampleBytes) {
-      Sample& sample = m_samples[first + i];
-      sample.first = FromSnapshotTime(coding::DecodeTimeValue(in));
-      FixedValue<T>::Decode(in + coding::kTimeValueBytes, sample.second);
+      T value;
+      FixedValue<T>::Decode(in + coding::kTimeValueBytes, value);
+      m_samples.emplace_back(FromSnapshotTime(coding::DecodeTimeValue(in)), std::move(value));
     }
     next = whole;
   }

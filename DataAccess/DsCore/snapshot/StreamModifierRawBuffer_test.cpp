@@ -222,7 +222,17 @@ StreamModifierRawBuffer<T> Filled() {
   StreamModifierRawBuffer<T> buffer;
   EXPECT_EQ(buffer.SetDefaultValue(DataSourceStreamVariantDerived<T>(ValueFor<T>(100))), 0);
   EXPECT_EQ(buffer.SetHighRange(DataSourceStreamVariantDerived<T>(ValueFor<T>(101))), 0);
-  const std::int64_t times[] = {0, 5'000'000, 15'000'000, -15'000'000, 20'000'000'000, 123};
+  // Sub-second, whole seconds folded out of the millisecond field (either
+  // sign), and times whose fields are cut to 32 bits.
+  const std::int64_t times[] = {0,
+                                5'000'000,
+                                15'000'000,
+                                -15'000'000,
+                                20'000'000'000,
+                                -123'456'789'012,
+                                21'474'836'480'000,
+                                std::numeric_limits<std::int64_t>::max(),
+                                std::numeric_limits<std::int64_t>::min()};
   int i = 0;
   for (std::int64_t time : times) {
     EXPECT_EQ(buffer.AddSample(time, DataSourceStreamVariantDerived<T>(ValueFor<T>(i++))), 0);
