@@ -68,7 +68,7 @@ class QZ_DSC_API BasicBinaryDeserializer {
   // offset > length), never added. False if size exceeds the unread bytes.
   // This object's position does not move.
   // REQUIRES: &target != this.
-  bool CreateDeserializer(BasicBinaryDeserializer& target, std::uint64_t offset, std::uint64_t size,
+  [[nodiscard]] bool CreateDeserializer(BasicBinaryDeserializer& target, std::uint64_t offset, std::uint64_t size,
                           bool takeCopy);
 
   // Position = length: everything counts as consumed. The flag stays.
@@ -76,21 +76,21 @@ class QZ_DSC_API BasicBinaryDeserializer {
   // Clears the failure flag; the position stays.
   void Reset() noexcept;
   // Moves the read position; false if pos > length. The flag stays.
-  bool SeekTo(std::uint64_t pos) noexcept;
+  [[nodiscard]] bool SeekTo(std::uint64_t pos) noexcept;
   // Compacts an owned buffer: moves the unread bytes to a new buffer of
   // newCapacity bytes and reads them from position 0. False if not owning, no
   // buffer, newCapacity below the unread byte count, or the allocation fails;
   // true and no change when newCapacity equals the unread byte count.
-  bool Resize(std::uint64_t newCapacity) noexcept;
+  [[nodiscard]] bool Resize(std::uint64_t newCapacity) noexcept;
   // The int at the position, without moving; false (out and flag untouched)
   // when failed or fewer than 4 bytes remain.
-  bool PeekInt(int& out) const noexcept;
+  [[nodiscard]] bool PeekInt(int& out) const noexcept;
   // Position >= length.
-  bool IsEnd() const noexcept;
-  std::int64_t GetPosition() const noexcept;
+  [[nodiscard]] bool IsEnd() const noexcept;
+  [[nodiscard]] std::int64_t GetPosition() const noexcept;
 
   // The sticky failure flag.
-  bool operator!() const noexcept;
+  [[nodiscard]] bool operator!() const noexcept;
 
   // Scalar reads: inline when the bytes are there (on a little-endian host
   // the wire order is the host order, so the load is one copy); the
@@ -156,10 +156,10 @@ class QZ_DSC_API BasicBinaryDeserializer {
   static constexpr bool kHostIsWireOrder = std::endian::native == std::endian::little;
 
   // Invariant: 0 <= m_position <= m_length, so this never wraps.
-  std::uint64_t Unread() const noexcept { return m_length - static_cast<std::uint64_t>(m_position); }
+  [[nodiscard]] std::uint64_t Unread() const noexcept { return m_length - static_cast<std::uint64_t>(m_position); }
 
   template <class Bits>
-  bool Take(Bits& bits) noexcept {
+  [[nodiscard]] bool Take(Bits& bits) noexcept {
     if constexpr (kHostIsWireOrder) {
       if (!m_failed && Unread() >= sizeof(Bits)) {
         std::memcpy(&bits, m_buffer + m_position, sizeof(Bits));
@@ -172,12 +172,12 @@ class QZ_DSC_API BasicBinaryDeserializer {
 
   // The scalar rule in full: false with the flag set and nothing moved when
   // failed or short; else loads the value little-endian.
-  bool ReadFixed(std::uint32_t& bits) noexcept;
-  bool ReadFixed(std::uint64_t& bits) noexcept;
+  [[nodiscard]] bool ReadFixed(std::uint32_t& bits) noexcept;
+  [[nodiscard]] bool ReadFixed(std::uint64_t& bits) noexcept;
   // The time value rule in full (always assigns value).
   BasicBinaryDeserializer& ReadTimeValue(qz_std::TimeValue& value) noexcept;
   // True when width more bytes remain after the position.
-  bool Fits(std::uint64_t width) const noexcept;
+  [[nodiscard]] bool Fits(std::uint64_t width) const noexcept;
 
   unsigned char* m_buffer;
   std::int64_t m_position;

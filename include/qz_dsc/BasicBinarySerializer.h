@@ -65,21 +65,21 @@ class QZ_DSC_API BasicBinarySerializer {
   // if length > capacity or data is null.
   // REQUIRES: data holds capacity bytes (takeCopy false) or length bytes (takeCopy true).
   // REQUIRES: with takeCopy false, data does not point into a buffer this object owns.
-  bool AttachBuffer(unsigned char* data, std::uint64_t capacity, std::uint64_t length, bool takeCopy,
+  [[nodiscard]] bool AttachBuffer(unsigned char* data, std::uint64_t capacity, std::uint64_t length, bool takeCopy,
                     bool growable) noexcept;
 
   // Position 0 and failure flag cleared; the buffer stays.
   void Clear() noexcept;
   // Moves the write position (and so the length); false if pos > capacity.
-  bool SeekTo(std::uint64_t pos) noexcept;
+  [[nodiscard]] bool SeekTo(std::uint64_t pos) noexcept;
 
-  unsigned char* GetBuffer() const noexcept;
+  [[nodiscard]] unsigned char* GetBuffer() const noexcept;
   // The write position, which is also the length of the written data.
-  std::uint64_t GetLength() const noexcept;
-  std::uint64_t GetPosition() const noexcept;
+  [[nodiscard]] std::uint64_t GetLength() const noexcept;
+  [[nodiscard]] std::uint64_t GetPosition() const noexcept;
 
   // The sticky failure flag.
-  bool operator!() const noexcept;
+  [[nodiscard]] bool operator!() const noexcept;
 
   // Scalar writes: inline when the value fits (on a little-endian host the
   // wire order is the host order, so the store is one copy); the out-of-line
@@ -116,7 +116,7 @@ class QZ_DSC_API BasicBinarySerializer {
 
   // The growth policy, kept but never called: writes never grow the buffer,
   // and this does not update the capacity field.
-  bool InternalGrow(std::uint64_t needed) noexcept;
+  [[nodiscard]] bool InternalGrow(std::uint64_t needed) noexcept;
 
   friend struct BlockAccess;                        // bulk writes of the sample buffers
 
@@ -143,7 +143,7 @@ class QZ_DSC_API BasicBinarySerializer {
   // The composite rule for a time value: both fields, or the position back.
   BasicBinarySerializer& WriteTimeValue(const qz_std::TimeValue& value) noexcept;
   // True when width more bytes fit after the position.
-  bool Fits(std::uint64_t width) const noexcept;
+  [[nodiscard]] bool Fits(std::uint64_t width) const noexcept;
 
   unsigned char* m_buffer;
   std::uint64_t m_position;

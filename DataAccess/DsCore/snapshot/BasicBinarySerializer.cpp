@@ -44,7 +44,9 @@ BasicBinarySerializer::BasicBinarySerializer(std::uint64_t initialSize, bool gro
 BasicBinarySerializer::BasicBinarySerializer(unsigned char* data, std::uint64_t capacity, std::uint64_t length,
                                              bool takeCopy, bool growable) noexcept
     : BasicBinarySerializer() {
-  AttachBuffer(data, capacity, length, takeCopy, growable);
+  // A refused attach (null data, length above capacity) leaves the empty
+  // state, in which every write fails: nothing more to do here.
+  static_cast<void>(AttachBuffer(data, capacity, length, takeCopy, growable));
 }
 
 BasicBinarySerializer::~BasicBinarySerializer() {

@@ -73,10 +73,10 @@ TEST(StreamModifierRawBuffer, FlagsSelectTheAttributesWritten) {
 
 TEST(StreamModifierRawBuffer, SampleTimesKeepTheirAsymmetricConversion) {
   IntBuffer buffer;
-  buffer.AddSample(5'000'000, DataSourceStreamVariantDerived<int>(1));        // 0.5 s
-  buffer.AddSample(15'000'000, DataSourceStreamVariantDerived<int>(2));       // 1.5 s
-  buffer.AddSample(-15'000'000, DataSourceStreamVariantDerived<int>(3));      // -1.5 s
-  buffer.AddSample(20'000'000'000, DataSourceStreamVariantDerived<int>(4));   // 2000 s
+  EXPECT_EQ(buffer.AddSample(5'000'000, DataSourceStreamVariantDerived<int>(1)), 0);        // 0.5 s
+  EXPECT_EQ(buffer.AddSample(15'000'000, DataSourceStreamVariantDerived<int>(2)), 0);       // 1.5 s
+  EXPECT_EQ(buffer.AddSample(-15'000'000, DataSourceStreamVariantDerived<int>(3)), 0);      // -1.5 s
+  EXPECT_EQ(buffer.AddSample(20'000'000'000, DataSourceStreamVariantDerived<int>(4)), 0);   // 2000 s
   // The second field carries the whole time in milliseconds, normalised.
   EXPECT_EQ(Write(buffer), IntSnapshot({{0, 500, 1}, {1, 1500, 2}, {-1, -1500, 3}, {2002, 0, 4}}));
 
@@ -106,8 +106,8 @@ TEST(StreamModifierRawBuffer, ExtremeTimesConvertWithoutOverflow) {
 
   // Write side: the 64-bit extremes are cut to 32 bits and still read back.
   IntBuffer buffer;
-  buffer.AddSample(std::numeric_limits<std::int64_t>::max(), DataSourceStreamVariantDerived<int>(1));
-  buffer.AddSample(std::numeric_limits<std::int64_t>::min(), DataSourceStreamVariantDerived<int>(2));
+  EXPECT_EQ(buffer.AddSample(std::numeric_limits<std::int64_t>::max(), DataSourceStreamVariantDerived<int>(1)), 0);
+  EXPECT_EQ(buffer.AddSample(std::numeric_limits<std::int64_t>::min(), DataSourceStreamVariantDerived<int>(2)), 0);
   IntBuffer extremes = Read<int>(Write(buffer), result);
   EXPECT_EQ(result, 0);
   EXPECT_EQ(extremes.GetCount(), 2);
@@ -130,8 +130,8 @@ TEST(StreamModifierRawBuffer, VariantOfAnotherTypeIsRefused) {
 
 TEST(StreamModifierRawBuffer, ClearDataKeepsAttributes) {
   StreamModifierRawBuffer<std::wstring> buffer;
-  buffer.SetLowRange(DataSourceStreamVariantDerived<std::wstring>(L"a"));
-  buffer.AddSample(1, DataSourceStreamVariantDerived<std::wstring>(L"x"));
+  EXPECT_EQ(buffer.SetLowRange(DataSourceStreamVariantDerived<std::wstring>(L"a")), 0);
+  EXPECT_EQ(buffer.AddSample(1, DataSourceStreamVariantDerived<std::wstring>(L"x")), 0);
   buffer.ClearData();
   EXPECT_EQ(buffer.GetCount(), 0);
   EXPECT_EQ(buffer.GetFlags(), 2);
@@ -140,7 +140,7 @@ TEST(StreamModifierRawBuffer, ClearDataKeepsAttributes) {
 
 TEST(StreamModifierRawBuffer, ReadingAppendsToHeldSamples) {
   IntBuffer buffer;
-  buffer.AddSample(1, DataSourceStreamVariantDerived<int>(10));
+  EXPECT_EQ(buffer.AddSample(1, DataSourceStreamVariantDerived<int>(10)), 0);
   Bytes bytes = IntSnapshot({{0, 2, 20}});
   BasicBinaryDeserializer d(bytes.data(), static_cast<std::int64_t>(bytes.size()), false);
   ASSERT_EQ(buffer.DeserializeFrom(d), 0);
@@ -151,7 +151,7 @@ TEST(StreamModifierRawBuffer, ReadingAppendsToHeldSamples) {
 
 TEST(StreamModifierRawBuffer, ShortOrFullStreamsFail) {
   IntBuffer buffer;
-  buffer.AddSample(0, DataSourceStreamVariantDerived<int>(1));
+  EXPECT_EQ(buffer.AddSample(0, DataSourceStreamVariantDerived<int>(1)), 0);
   BasicBinarySerializer tooSmall(12);  // flags, count, then no room for the sample
   EXPECT_EQ(buffer.SerializeTo(tooSmall), -1);
 
