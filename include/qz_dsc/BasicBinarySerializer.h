@@ -118,7 +118,7 @@ class QZ_DSC_API BasicBinarySerializer {
   // and this does not update the capacity field.
   [[nodiscard]] bool InternalGrow(std::uint64_t needed) noexcept;
 
-  friend struct BlockAccess;                        // bulk writes of the sample buffers
+  friend struct BlockAccess;  // bulk writes of the sample buffers
 
   static constexpr bool kHostIsWireOrder = std::endian::native == std::endian::little;
 
