@@ -27,7 +27,9 @@
 // objects may be used from different threads.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "qz_dsc/export.h"
@@ -66,7 +68,7 @@ class QZ_DSC_API BasicBinaryDeserializer {
   // offset > length), never added. False if size exceeds the unread bytes.
   // This object's position does not move.
   // REQUIRES: &target != this.
-  bool CreateDeserializer(BasicBinaryDeserializer& target, std::uint64_t offset, std::uint64_t size,
+  [[nodiscard]] bool CreateDeserializer(BasicBinaryDeserializer& target, std::uint64_t offset, std::uint64_t size,
                           bool takeCopy);
 
   // Position = length: everything counts as consumed. The flag stays.
@@ -74,28 +76,55 @@ class QZ_DSC_API BasicBinaryDeserializer {
   // Clears the failure flag; the position stays.
   void Reset() noexcept;
   // Moves the read position; false if pos > length. The flag stays.
-  bool SeekTo(std::uint64_t pos) noexcept;
+  [[nodiscard]] bool SeekTo(std::uint64_t pos) noexcept;
   // Compacts an owned buffer: moves the unread bytes to a new buffer of
   // newCapacity bytes and reads them from position 0. False if not owning, no
   // buffer, newCapacity below the unread byte count, or the allocation fails;
   // true and no change when newCapacity equals the unread byte count.
-  bool Resize(std::uint64_t newCapacity) noexcept;
+  [[nodiscard]] bool Resize(std::uint64_t newCapacity) noexcept;
   // The int at the position, without moving; false (out and flag untouched)
   // when failed or fewer than 4 bytes remain.
-  bool PeekInt(int& out) const noexcept;
+  [[nodiscard]] bool PeekInt(int& out) const noexcept;
   // Position >= length.
-  bool IsEnd() const noexcept;
-  std::int64_t GetPosition() const noexcept;
+  [[nodiscard]] bool IsEnd() const noexcept;
+  [[nodiscard]] std::int64_t GetPosition() const noexcept;
 
   // The sticky failure flag.
-  bool operator!() const noexcept;
+  [[nodiscard]] bool operator!() const noexcept;
 
-  BasicBinaryDeserializer& operator>>(int& value) noexcept;
-  BasicBinaryDeserializer& operator>>(unsigned int& value) noexcept;
-  BasicBinaryDeserializer& operator>>(std::int64_t& value) noexcept;
-  BasicBinaryDeserializer& operator>>(std::uint64_t& value) noexcept;
-  BasicBinaryDeserializer& operator>>(float& value) noexcept;
-  BasicBinaryDeserializer& operator>>(double& value) noexcept;
+  // Scalar reads: inline when the bytes are there (on a little-endian host
+  // the wire order is the host order, so the load is one copy); the
+  // out-of-line path handles a short input, the failure flag and other hosts.
+  BasicBinaryDeserializer& operator>>(int& value) noexcept {
+    std::uint32_t bits;
+    if (Take(bits)) value = static_cast<int>(bits);
+    return *this;
+  }
+  BasicBinaryDeserializer& operator>>(unsigned int& value) noexcept {
+    std::uint32_t bits;
+    if (Take(bits)) value = bits;
+    return *this;
+  }
+  BasicBinaryDeserializer& operator>>(std::int64_t& value) noexcept {
+    std::uint64_t bits;
+    if (Take(bits)) value = static_cast<std::int64_t>(bits);
+    return *this;
+  }
+  BasicBinaryDeserializer& operator>>(std::uint64_t& value) noexcept {
+    std::uint64_t bits;
+    if (Take(bits)) value = bits;
+    return *this;
+  }
+  BasicBinaryDeserializer& operator>>(float& value) noexcept {
+    std::uint32_t bits;
+    if (Take(bits)) value = std::bit_cast<float>(bits);
+    return *this;
+  }
+  BasicBinaryDeserializer& operator>>(double& value) noexcept {
+    std::uint64_t bits;
+    if (Take(bits)) value = std::bit_cast<double>(bits);
+    return *this;
+  }
   // Fails (flag set, nothing moved) when 4 + 2·n bytes are not there, with
   // 2·n taken as a wrapped signed 32-bit product. A negative count that passes
   // that check (-1, -2, and INT_MIN + k for 4 + 2·k within the remaining
@@ -105,17 +134,50 @@ class QZ_DSC_API BasicBinaryDeserializer {
   // Always assigns value: on failure (position restored) it holds the seconds
   // already read, or 0, and 0 microseconds; the pair read is normalised by the
   // TimeValue constructor.
-  BasicBinaryDeserializer& operator>>(qz_std::TimeValue& value) noexcept;
+  BasicBinaryDeserializer& operator>>(qz_std::TimeValue& value) noexcept {
+    if constexpr (kHostIsWireOrder) {
+      if (!m_failed && Unread() >= 8) {
+        std::int32_t fields[2];
+        std::memcpy(fields, m_buffer + m_position, 8);
+        m_position += 8;
+        value = qz_std::TimeValue(fields[0], fields[1]);
+        return *this;
+      }
+    }
+    return ReadTimeValue(value);
+  }
   BasicBinaryDeserializer& operator>>(qz_math::Vector2& value) noexcept;
   // REQUIRES: value.GetDimension() == 6
   BasicBinaryDeserializer& operator>>(qz_math::VectorN<6>& value) noexcept;
 
  private:
+  friend struct BlockAccess;  // bulk reads of the sample buffers
+
+  static constexpr bool kHostIsWireOrder = std::endian::native == std::endian::little;
+
+  // Invariant: 0 <= m_position <= m_length, so this never wraps.
+  [[nodiscard]] std::uint64_t Unread() const noexcept { return m_length - static_cast<std::uint64_t>(m_position); }
+
+  template <class Bits>
+  [[nodiscard]] bool Take(Bits& bits) noexcept {
+    if constexpr (kHostIsWireOrder) {
+      if (!m_failed && Unread() >= sizeof(Bits)) {
+        std::memcpy(&bits, m_buffer + m_position, sizeof(Bits));
+        m_position += static_cast<std::int64_t>(sizeof(Bits));
+        return true;
+      }
+    }
+    return ReadFixed(bits);
+  }
+
+  // The scalar rule in full: false with the flag set and nothing moved when
+  // failed or short; else loads the value little-endian.
+  [[nodiscard]] bool ReadFixed(std::uint32_t& bits) noexcept;
+  [[nodiscard]] bool ReadFixed(std::uint64_t& bits) noexcept;
+  // The time value rule in full (always assigns value).
+  BasicBinaryDeserializer& ReadTimeValue(qz_std::TimeValue& value) noexcept;
   // True when width more bytes remain after the position.
-  bool Fits(std::uint64_t width) const noexcept;
-  // Loads width bytes little-endian at the position under the scalar rule;
-  // false (flag set, nothing moved) if they do not fit.
-  bool ReadScalar(std::uint64_t& bits, unsigned width) noexcept;
+  [[nodiscard]] bool Fits(std::uint64_t width) const noexcept;
 
   unsigned char* m_buffer;
   std::int64_t m_position;

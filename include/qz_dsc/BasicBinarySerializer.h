@@ -26,7 +26,9 @@
 // objects may be used from different threads.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "qz_dsc/export.h"
@@ -63,35 +65,48 @@ class QZ_DSC_API BasicBinarySerializer {
   // if length > capacity or data is null.
   // REQUIRES: data holds capacity bytes (takeCopy false) or length bytes (takeCopy true).
   // REQUIRES: with takeCopy false, data does not point into a buffer this object owns.
-  bool AttachBuffer(unsigned char* data, std::uint64_t capacity, std::uint64_t length, bool takeCopy,
+  [[nodiscard]] bool AttachBuffer(unsigned char* data, std::uint64_t capacity, std::uint64_t length, bool takeCopy,
                     bool growable) noexcept;
 
   // Position 0 and failure flag cleared; the buffer stays.
   void Clear() noexcept;
   // Moves the write position (and so the length); false if pos > capacity.
-  bool SeekTo(std::uint64_t pos) noexcept;
+  [[nodiscard]] bool SeekTo(std::uint64_t pos) noexcept;
 
-  unsigned char* GetBuffer() const noexcept;
+  [[nodiscard]] unsigned char* GetBuffer() const noexcept;
   // The write position, which is also the length of the written data.
-  std::uint64_t GetLength() const noexcept;
-  std::uint64_t GetPosition() const noexcept;
+  [[nodiscard]] std::uint64_t GetLength() const noexcept;
+  [[nodiscard]] std::uint64_t GetPosition() const noexcept;
 
   // The sticky failure flag.
-  bool operator!() const noexcept;
+  [[nodiscard]] bool operator!() const noexcept;
 
-  BasicBinarySerializer& operator<<(int value) noexcept;
-  BasicBinarySerializer& operator<<(unsigned int value) noexcept;
-  BasicBinarySerializer& operator<<(std::int64_t value) noexcept;
-  BasicBinarySerializer& operator<<(std::uint64_t value) noexcept;
-  BasicBinarySerializer& operator<<(float value) noexcept;
-  BasicBinarySerializer& operator<<(double value) noexcept;
+  // Scalar writes: inline when the value fits (on a little-endian host the
+  // wire order is the host order, so the store is one copy); the out-of-line
+  // path handles a full buffer, the failure flag and other hosts.
+  BasicBinarySerializer& operator<<(int value) noexcept { return Put(static_cast<std::uint32_t>(value)); }
+  BasicBinarySerializer& operator<<(unsigned int value) noexcept { return Put(static_cast<std::uint32_t>(value)); }
+  BasicBinarySerializer& operator<<(std::int64_t value) noexcept { return Put(static_cast<std::uint64_t>(value)); }
+  BasicBinarySerializer& operator<<(std::uint64_t value) noexcept { return Put(value); }
+  BasicBinarySerializer& operator<<(float value) noexcept { return Put(std::bit_cast<std::uint32_t>(value)); }
+  BasicBinarySerializer& operator<<(double value) noexcept { return Put(std::bit_cast<std::uint64_t>(value)); }
   // Writes value.c_str(): the string up to its first NUL.
   BasicBinarySerializer& operator<<(const std::wstring& value) noexcept;
   // Writes the string up to its terminating NUL; nullptr is written as "".
   BasicBinarySerializer& operator<<(const wchar_t* value) noexcept;
   // Composite writes: on failure the position goes back to where it was,
   // although the leading parts may already have been stored.
-  BasicBinarySerializer& operator<<(const qz_std::TimeValue& value) noexcept;
+  BasicBinarySerializer& operator<<(const qz_std::TimeValue& value) noexcept {
+    if constexpr (kHostIsWireOrder) {
+      if (!m_failed && m_capacity - m_position >= 8) {
+        const std::int32_t fields[2] = {value.GetSeconds(), value.GetMicroseconds()};
+        std::memcpy(m_buffer + m_position, fields, 8);
+        m_position += 8;
+        return *this;
+      }
+    }
+    return WriteTimeValue(value);
+  }
   BasicBinarySerializer& operator<<(const qz_math::Vector2& value) noexcept;
   // REQUIRES: value.GetDimension() == 6
   BasicBinarySerializer& operator<<(const qz_math::VectorN<6>& value) noexcept;
@@ -101,12 +116,34 @@ class QZ_DSC_API BasicBinarySerializer {
 
   // The growth policy, kept but never called: writes never grow the buffer,
   // and this does not update the capacity field.
-  bool InternalGrow(std::uint64_t needed) noexcept;
+  [[nodiscard]] bool InternalGrow(std::uint64_t needed) noexcept;
 
-  // Writes the low width bytes of bits little-endian, under the scalar rule.
-  void WriteScalar(std::uint64_t bits, unsigned width) noexcept;
+  friend struct BlockAccess;  // bulk writes of the sample buffers
+
+  static constexpr bool kHostIsWireOrder = std::endian::native == std::endian::little;
+
+  // Invariant: m_position <= m_capacity, so m_capacity - m_position is the
+  // room left and never wraps.
+  template <class Bits>
+  BasicBinarySerializer& Put(Bits bits) noexcept {
+    if constexpr (kHostIsWireOrder) {
+      if (!m_failed && m_capacity - m_position >= sizeof(Bits)) {
+        std::memcpy(m_buffer + m_position, &bits, sizeof(Bits));
+        m_position += sizeof(Bits);
+        return *this;
+      }
+    }
+    return WriteFixed(bits);
+  }
+
+  // The scalar rule in full: sets the flag and writes nothing when failed or
+  // when the value does not fit; else stores it little-endian.
+  BasicBinarySerializer& WriteFixed(std::uint32_t bits) noexcept;
+  BasicBinarySerializer& WriteFixed(std::uint64_t bits) noexcept;
+  // The composite rule for a time value: both fields, or the position back.
+  BasicBinarySerializer& WriteTimeValue(const qz_std::TimeValue& value) noexcept;
   // True when width more bytes fit after the position.
-  bool Fits(std::uint64_t width) const noexcept;
+  [[nodiscard]] bool Fits(std::uint64_t width) const noexcept;
 
   unsigned char* m_buffer;
   std::uint64_t m_position;

@@ -23,30 +23,30 @@ class QZ_DSC_API DataSourceModifier {
   ~DataSourceModifier();
 
   // Appends stream; false for an empty pointer. Ids are not checked for duplicates.
-  bool AddStream(std::shared_ptr<DataSourceStreamModifier> stream);
+  [[nodiscard]] bool AddStream(std::shared_ptr<DataSourceStreamModifier> stream);
   // Removes every stream; the id stays.
   void Clear();
   // Removes the samples of every stream; attributes stay.
   void ClearData();
 
-  const std::wstring& GetId() const noexcept { return m_id; }
+  [[nodiscard]] const std::wstring& GetId() const noexcept { return m_id; }
   void SetId(const std::wstring& id) { m_id = id; }
 
-  int GetStreamModifierCount() const noexcept;
+  [[nodiscard]] int GetStreamModifierCount() const noexcept;
   // The first stream whose id equals id exactly (case-sensitive), or empty.
-  std::shared_ptr<DataSourceStreamModifier> GetStreamModifier(const std::wstring& id) const;
+  [[nodiscard]] std::shared_ptr<DataSourceStreamModifier> GetStreamModifier(const std::wstring& id) const;
   // The stream at index, or empty when index is outside 0..count-1.
-  std::shared_ptr<DataSourceStreamModifier> GetStreamModifier(int index) const;
+  [[nodiscard]] std::shared_ptr<DataSourceStreamModifier> GetStreamModifier(int index) const;
 
   // Writes nothing; kept for hosts that call it.
   void Dump(std::wostream& out);
 
   // 0 on success, -1 when the serializer fails.
-  int SerializeTo(BasicBinarySerializer& s) const;
+  [[nodiscard]] int SerializeTo(BasicBinarySerializer& s) const;
   // 0 on success, -1 on damaged or short input. Streams held before are always
   // dropped; after a failure past the header the new id is kept with no
   // streams. Length errors of the reader pass through.
-  int DeserializeFrom(BasicBinaryDeserializer& d);
+  [[nodiscard]] int DeserializeFrom(BasicBinaryDeserializer& d);
 
  private:
   std::vector<std::shared_ptr<DataSourceStreamModifier>> m_streams;

@@ -52,32 +52,36 @@ class QZ_DSC_API DataSourceStreamModifier {
 
   // Starts over with id and a new empty buffer for type. False (id empty,
   // type 0, no buffer) when type has no buffer (only 2, 3, 4, 5, 11 do).
-  bool Create(const std::wstring& id, const qz_ds::StreamBasicType& type);
+  [[nodiscard]] bool Create(const std::wstring& id, const qz_ds::StreamBasicType& type);
 
-  // 0 set; 1 the variant has the wrong type or the buffer refused it; 2 an
-  // unknown id, or a value attribute without a buffer; 3 a flow or
-  // interpolation type other than 0 or 1 (nothing changed).
-  int SetAttribute(StreamAttributeId id, const DataSourceStreamVariant& value);
+  // Results of SetAttribute.
+  static constexpr int kAttributeSet = 0;        // stored
+  static constexpr int kAttributeWrongType = 1;  // the variant has the wrong type, or the buffer refused it
+  static constexpr int kAttributeUnknown = 2;    // an unknown id, or a value attribute without a buffer
+  static constexpr int kAttributeBadValue = 3;   // a flow or interpolation type other than 0 or 1
+
+  // One of the kAttribute results; nothing changes unless it is kAttributeSet.
+  [[nodiscard]] int SetAttribute(StreamAttributeId id, const DataSourceStreamVariant& value);
 
   // Removes the buffer's samples; attributes stay.
   void ClearData();
 
-  qz_ds::StreamBasicType GetType() const noexcept { return m_type; }
-  StreamFlowType GetFlowType() const noexcept { return m_flowType; }
-  int GetLimitCount() const noexcept { return m_limitCount; }
-  int GetFreezeDelay() const noexcept { return m_freezeDelay; }
-  StreamInterpolationType GetInterpolationType() const noexcept { return m_interpolationType; }
-  int GetTrailingAttribute() const noexcept { return m_trailingAttribute; }
-  const std::wstring& GetId() const noexcept { return m_id; }
-  std::wstring GetValueUnit() const { return m_valueUnit; }
-  std::shared_ptr<IStreamModifierRawBufferRoot> GetInternalBuffer() const { return m_buffer; }
+  [[nodiscard]] qz_ds::StreamBasicType GetType() const noexcept { return m_type; }
+  [[nodiscard]] StreamFlowType GetFlowType() const noexcept { return m_flowType; }
+  [[nodiscard]] int GetLimitCount() const noexcept { return m_limitCount; }
+  [[nodiscard]] int GetFreezeDelay() const noexcept { return m_freezeDelay; }
+  [[nodiscard]] StreamInterpolationType GetInterpolationType() const noexcept { return m_interpolationType; }
+  [[nodiscard]] int GetTrailingAttribute() const noexcept { return m_trailingAttribute; }
+  [[nodiscard]] const std::wstring& GetId() const noexcept { return m_id; }
+  [[nodiscard]] std::wstring GetValueUnit() const { return m_valueUnit; }
+  [[nodiscard]] std::shared_ptr<IStreamModifierRawBufferRoot> GetInternalBuffer() const { return m_buffer; }
 
   // 0 on success; -1 without a buffer, or when the serializer fails.
-  int SerializeTo(BasicBinarySerializer& s) const;
+  [[nodiscard]] int SerializeTo(BasicBinarySerializer& s) const;
   // 0 on success; -1 when the input runs short or names a type without a
   // buffer. After a failure the modifier holds a mix of old and new fields
   // and should be discarded. Length errors of the reader pass through.
-  int DeserializeFrom(BasicBinaryDeserializer& d);
+  [[nodiscard]] int DeserializeFrom(BasicBinaryDeserializer& d);
 
  private:
   // Drops the buffer, empties the id and sets the type to 0.

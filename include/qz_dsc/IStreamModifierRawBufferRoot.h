@@ -21,18 +21,18 @@ class QZ_DSC_API IStreamModifierRawBufferRoot {
   // Removes every sample; the flags, the default value and the range stay.
   virtual void ClearData() = 0;
   // Number of samples held.
-  virtual int GetCount() const = 0;
+  [[nodiscard]] virtual int GetCount() const = 0;
   // 0 on success, -1 when the serializer fails.
-  virtual int SerializeTo(BasicBinarySerializer& s) const = 0;
+  [[nodiscard]] virtual int SerializeTo(BasicBinarySerializer& s) const = 0;
   // 0 on success, -1 when the input runs short; samples read are appended to
   // those already held. May throw std::length_error for impossible lengths.
-  virtual int DeserializeFrom(BasicBinaryDeserializer& d) = 0;
+  [[nodiscard]] virtual int DeserializeFrom(BasicBinaryDeserializer& d) = 0;
   // Appends (time in 100-ns ticks, value); 1 when the variant has the wrong type.
-  virtual int AddSample(std::int64_t time, const DataSourceStreamVariant& value) = 0;
+  [[nodiscard]] virtual int AddSample(std::int64_t time, const DataSourceStreamVariant& value) = 0;
   // Each stores the value and sets its presence flag; 1 on a type mismatch.
-  virtual int SetDefaultValue(const DataSourceStreamVariant& value) = 0;
-  virtual int SetLowRange(const DataSourceStreamVariant& value) = 0;
-  virtual int SetHighRange(const DataSourceStreamVariant& value) = 0;
+  [[nodiscard]] virtual int SetDefaultValue(const DataSourceStreamVariant& value) = 0;
+  [[nodiscard]] virtual int SetLowRange(const DataSourceStreamVariant& value) = 0;
+  [[nodiscard]] virtual int SetHighRange(const DataSourceStreamVariant& value) = 0;
 
  protected:
   IStreamModifierRawBufferRoot() = default;

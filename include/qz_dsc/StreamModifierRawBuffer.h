@@ -33,33 +33,33 @@ class StreamModifierRawBuffer : public IStreamModifierRawBufferRoot {
   ~StreamModifierRawBuffer() override;
 
   void ClearData() override;
-  int GetCount() const override;
+  [[nodiscard]] int GetCount() const override;
   // Writes the flags, the present attributes, the count and every sample. A
   // sample time is written as seconds = t / 10^7 and a second field t / 10^4
   // (the whole time in milliseconds), normalised as a TimeValue.
-  int SerializeTo(BasicBinarySerializer& s) const override;
+  [[nodiscard]] int SerializeTo(BasicBinarySerializer& s) const override;
   // Reads what SerializeTo writes; a sample time is taken back as
   // (seconds * 1000 + second field) * 10^4 ticks. The two conversions are
   // deliberately not inverse, and existing snapshots are read this way: times
   // below one second survive to the millisecond, longer ones come back larger
   // by their whole seconds (1.5 s is read back as 2.5 s).
   // Throws std::length_error("vector too long") for a negative sample count.
-  int DeserializeFrom(BasicBinaryDeserializer& d) override;
-  int AddSample(std::int64_t time, const DataSourceStreamVariant& value) override;
-  int SetDefaultValue(const DataSourceStreamVariant& value) override;
-  int SetLowRange(const DataSourceStreamVariant& value) override;
-  int SetHighRange(const DataSourceStreamVariant& value) override;
+  [[nodiscard]] int DeserializeFrom(BasicBinaryDeserializer& d) override;
+  [[nodiscard]] int AddSample(std::int64_t time, const DataSourceStreamVariant& value) override;
+  [[nodiscard]] int SetDefaultValue(const DataSourceStreamVariant& value) override;
+  [[nodiscard]] int SetLowRange(const DataSourceStreamVariant& value) override;
+  [[nodiscard]] int SetHighRange(const DataSourceStreamVariant& value) override;
 
-  int GetFlags() const noexcept { return m_flags; }
+  [[nodiscard]] int GetFlags() const noexcept { return m_flags; }
   // Meaningful only when the matching flag bit is set.
-  const T& GetDefaultValue() const noexcept { return m_defaultValue; }
-  const T& GetLowRange() const noexcept { return m_lowRange; }
-  const T& GetHighRange() const noexcept { return m_highRange; }
-  const std::vector<Sample>& GetSamples() const noexcept { return m_samples; }
+  [[nodiscard]] const T& GetDefaultValue() const noexcept { return m_defaultValue; }
+  [[nodiscard]] const T& GetLowRange() const noexcept { return m_lowRange; }
+  [[nodiscard]] const T& GetHighRange() const noexcept { return m_highRange; }
+  [[nodiscard]] const std::vector<Sample>& GetSamples() const noexcept { return m_samples; }
 
  private:
   // Stores value into target and sets flag; 1 when value is not a T.
-  int SetAttribute(T& target, int flag, const DataSourceStreamVariant& value);
+  [[nodiscard]] int SetAttribute(T& target, int flag, const DataSourceStreamVariant& value);
 
   std::int32_t m_flags = 0;
   T m_defaultValue{};
@@ -76,6 +76,7 @@ extern template class QZ_DSC_API StreamModifierRawBuffer<qz_math::VectorN<6>>;
 
 // A new empty buffer for a basic type: int for 2, double for 3, std::wstring
 // for 4, Vector2 for 5, VectorN<6> for 11; an empty pointer for any other type.
-QZ_DSC_API std::shared_ptr<IStreamModifierRawBufferRoot> CreateStreamModifierRawBuffer(qz_ds::StreamBasicType type);
+[[nodiscard]] QZ_DSC_API std::shared_ptr<IStreamModifierRawBufferRoot> CreateStreamModifierRawBuffer(
+    qz_ds::StreamBasicType type);
 
 }  // namespace qz_dsc

@@ -1,21 +1,18 @@
 #include "qz_dsc/BasicBinaryDeserializer.h"
 
-#include <bit>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <stdexcept>
 
 #include "qz_dsc/FatalError.h"
+#include "snapshot/Coding.h"
 #include "snapshot/Utf16Codec.h"
 
 namespace qz_dsc {
 namespace {
 
 static_assert(sizeof(int) == 4 && sizeof(unsigned int) == 4, "the wire's int is 32 bits");
-static_assert(sizeof(float) == 4 && sizeof(double) == 8, "the wire's float and double are binary32 and binary64");
 
 constexpr int kInvalidArgument = 22;  // EINVAL
 constexpr int kRangeError = 34;       // ERANGE
@@ -27,17 +24,8 @@ constexpr const char* kConstructorCopy = "BasicBinaryDeserializer::BasicBinaryDe
 constexpr const char* kAttachCopy = "BasicBinaryDeserializer::AttachBuffer: bounded copy (memcpy_s)";
 
 struct FreeDeleter {
-  void operator()(unsigned char* p) const noexcept { std::free(p); }
+  void operator()(unsigned char* p) const noexcept { coding::FreeBuffer(p); }
 };
-
-// Non-throwing allocation of size bytes (at least one, so a zero size still
-// gives a buffer); null when it fails or size is beyond any object size.
-unsigned char* Allocate(std::uint64_t size) noexcept {
-  if (size > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max())) {
-    return nullptr;
-  }
-  return static_cast<unsigned char*>(std::malloc(size == 0 ? 1 : static_cast<std::size_t>(size)));
-}
 
 // A bounded copy in the manner of memcpy_s: copies count bytes of
 // src to dest when bound >= count. Otherwise, or for a null pointer, it
@@ -60,26 +48,6 @@ void BoundedCopy(unsigned char* dest, std::uint64_t destSize, std::uint64_t boun
   std::memmove(dest, src, static_cast<std::size_t>(count));  // src may lie in dest's old buffer
 }
 
-// The little-endian value of width bytes at p.
-std::uint64_t LoadLE(const unsigned char* p, unsigned width) noexcept {
-  if constexpr (std::endian::native == std::endian::little) {
-    // The wire order is the host order: one copy of the scalar.
-    if (width == 4) {
-      std::uint32_t narrow = 0;
-      std::memcpy(&narrow, p, 4);
-      return narrow;
-    }
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, p, 8);
-    return bits;
-  }
-  std::uint64_t bits = 0;
-  for (unsigned i = 0; i < width; ++i) {
-    bits |= static_cast<std::uint64_t>(p[i]) << (8 * i);
-  }
-  return bits;
-}
-
 }  // namespace
 
 BasicBinaryDeserializer::BasicBinaryDeserializer() noexcept
@@ -95,7 +63,7 @@ BasicBinaryDeserializer::BasicBinaryDeserializer(unsigned char* data, std::int64
     return;
   }
   // The state is complete before the copy, so a hook that throws leaks nothing.
-  m_buffer = Allocate(bytes);
+  m_buffer = coding::AllocateBuffer(bytes);
   if (m_buffer != nullptr) {
     m_capacity = bytes;
   }
@@ -108,7 +76,7 @@ BasicBinaryDeserializer::BasicBinaryDeserializer(unsigned char* data, std::int64
 
 BasicBinaryDeserializer::~BasicBinaryDeserializer() {
   if (m_ownsBuffer && m_buffer != nullptr) {
-    std::free(m_buffer);
+    coding::FreeBuffer(m_buffer);
   }
 }
 
@@ -129,7 +97,7 @@ void BasicBinaryDeserializer::AttachBuffer(unsigned char* data, std::uint64_t si
   }
   m_buffer = nullptr;
   if (takeCopy) {
-    m_buffer = Allocate(size);
+    m_buffer = coding::AllocateBuffer(size);
     m_capacity = m_buffer != nullptr ? size : 0;
     m_length = m_capacity;
   } else {
@@ -179,14 +147,14 @@ bool BasicBinaryDeserializer::Resize(std::uint64_t newCapacity) noexcept {
   if (newCapacity == unread) {
     return true;
   }
-  unsigned char* compacted = Allocate(newCapacity);
+  unsigned char* compacted = coding::AllocateBuffer(newCapacity);
   if (compacted == nullptr) {
     return false;
   }
   if (unread != 0) {
     std::memcpy(compacted, m_buffer + position, static_cast<std::size_t>(unread));
   }
-  std::free(m_buffer);
+  coding::FreeBuffer(m_buffer);
   m_buffer = compacted;
   m_length = unread;
   m_capacity = newCapacity;
@@ -198,7 +166,7 @@ bool BasicBinaryDeserializer::PeekInt(int& out) const noexcept {
   if (m_failed || !Fits(4)) {
     return false;
   }
-  out = static_cast<int>(static_cast<std::uint32_t>(LoadLE(m_buffer + m_position, 4)));
+  out = coding::DecodeInt32(m_buffer + m_position);
   return true;
 }
 
@@ -214,63 +182,24 @@ bool BasicBinaryDeserializer::Fits(std::uint64_t width) const noexcept {
   return position <= m_length && width <= m_length - position;
 }
 
-bool BasicBinaryDeserializer::ReadScalar(std::uint64_t& bits, unsigned width) noexcept {
-  if (m_failed || !Fits(width)) {
+bool BasicBinaryDeserializer::ReadFixed(std::uint32_t& bits) noexcept {
+  if (m_failed || !Fits(4)) {
     m_failed = true;
     return false;
   }
-  const std::uint64_t position = static_cast<std::uint64_t>(m_position);
-  bits = LoadLE(m_buffer + position, width);
-  m_position = static_cast<std::int64_t>(position + width);
+  bits = coding::DecodeFixed32(m_buffer + m_position);
+  m_position += 4;
   return true;
 }
 
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(int& value) noexcept {
-  std::uint64_t bits = 0;
-  if (ReadScalar(bits, 4)) {
-    value = static_cast<int>(static_cast<std::uint32_t>(bits));
+bool BasicBinaryDeserializer::ReadFixed(std::uint64_t& bits) noexcept {
+  if (m_failed || !Fits(8)) {
+    m_failed = true;
+    return false;
   }
-  return *this;
-}
-
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(unsigned int& value) noexcept {
-  std::uint64_t bits = 0;
-  if (ReadScalar(bits, 4)) {
-    value = static_cast<unsigned int>(bits);
-  }
-  return *this;
-}
-
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(std::int64_t& value) noexcept {
-  std::uint64_t bits = 0;
-  if (ReadScalar(bits, 8)) {
-    value = static_cast<std::int64_t>(bits);
-  }
-  return *this;
-}
-
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(std::uint64_t& value) noexcept {
-  std::uint64_t bits = 0;
-  if (ReadScalar(bits, 8)) {
-    value = bits;
-  }
-  return *this;
-}
-
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(float& value) noexcept {
-  std::uint64_t bits = 0;
-  if (ReadScalar(bits, 4)) {
-    value = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
-  }
-  return *this;
-}
-
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(double& value) noexcept {
-  std::uint64_t bits = 0;
-  if (ReadScalar(bits, 8)) {
-    value = std::bit_cast<double>(bits);
-  }
-  return *this;
+  bits = coding::DecodeFixed64(m_buffer + m_position);
+  m_position += 8;
+  return true;
 }
 
 BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(std::wstring& value) {
@@ -283,7 +212,7 @@ BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(std::wstring& value
   }
   const std::uint64_t position = static_cast<std::uint64_t>(m_position);
   const std::uint64_t remaining = m_length - position;
-  const std::int32_t count = static_cast<std::int32_t>(static_cast<std::uint32_t>(LoadLE(m_buffer + position, 4)));
+  const std::int32_t count = coding::DecodeInt32(m_buffer + position);
   // The byte size is 2·n as a signed 32-bit product (wrapped), widened with
   // its sign; 4 + size is compared as an unsigned value.
   const std::int32_t byteSize32 = static_cast<std::int32_t>(static_cast<std::uint32_t>(count) * 2u);
@@ -307,16 +236,16 @@ BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(std::wstring& value
   return *this;
 }
 
-BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(qz_std::TimeValue& value) noexcept {
+BasicBinaryDeserializer& BasicBinaryDeserializer::ReadTimeValue(qz_std::TimeValue& value) noexcept {
   const std::int64_t start = m_position;
   std::int32_t seconds = 0;
   std::int32_t microseconds = 0;
   bool complete = false;
   if (!m_failed && Fits(4)) {
-    seconds = static_cast<std::int32_t>(static_cast<std::uint32_t>(LoadLE(m_buffer + m_position, 4)));
+    seconds = coding::DecodeInt32(m_buffer + m_position);
     m_position = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_position) + 4);
     if (Fits(4)) {
-      microseconds = static_cast<std::int32_t>(static_cast<std::uint32_t>(LoadLE(m_buffer + m_position, 4)));
+      microseconds = coding::DecodeInt32(m_buffer + m_position);
       m_position = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_position) + 4);
       complete = true;
     }
@@ -330,6 +259,12 @@ BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(qz_std::TimeValue& 
 }
 
 BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(qz_math::Vector2& value) noexcept {
+  if (!m_failed && Fits(coding::kVector2Bytes)) {
+    coding::DecodeVector2(m_buffer + m_position, value);
+    m_position += static_cast<std::int64_t>(coding::kVector2Bytes);
+    return *this;
+  }
+  // Component by component, so that a failure leaves the leading ones stored.
   const std::int64_t start = m_position;
   *this >> value[0] >> value[1];
   if (m_failed) {
@@ -339,6 +274,11 @@ BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(qz_math::Vector2& v
 }
 
 BasicBinaryDeserializer& BasicBinaryDeserializer::operator>>(qz_math::VectorN<6>& value) noexcept {
+  if (!m_failed && Fits(coding::kVector6Bytes)) {
+    coding::DecodeVector6(m_buffer + m_position, value);
+    m_position += static_cast<std::int64_t>(coding::kVector6Bytes);
+    return *this;
+  }
   const std::int64_t start = m_position;
   for (int i = 0; i < 6; ++i) {
     *this >> value[i];

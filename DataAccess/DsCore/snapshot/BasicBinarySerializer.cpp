@@ -1,32 +1,19 @@
 #include "qz_dsc/BasicBinarySerializer.h"
 
-#include <bit>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string_view>
 
+#include "snapshot/Coding.h"
 #include "snapshot/Utf16Codec.h"
 
 namespace qz_dsc {
 namespace {
 
 static_assert(sizeof(int) == 4 && sizeof(unsigned int) == 4, "the wire's int is 32 bits");
-static_assert(sizeof(float) == 4 && sizeof(double) == 8, "the wire's float and double are binary32 and binary64");
-static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559,
-              "float and double must be IEEE-754");
 
 constexpr std::uint64_t kMaxU64 = std::numeric_limits<std::uint64_t>::max();
-
-// Non-throwing allocation of size bytes (at least one, so a zero size still
-// gives a buffer); null when it fails or size is beyond any object size.
-unsigned char* Allocate(std::uint64_t size) noexcept {
-  if (size > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max())) {
-    return nullptr;
-  }
-  return static_cast<unsigned char*>(std::malloc(size == 0 ? 1 : static_cast<std::size_t>(size)));
-}
 
 // Copies count bytes (the ranges may overlap); nothing for zero bytes, so a
 // null pointer is never handed to the C library.
@@ -48,7 +35,7 @@ BasicBinarySerializer::BasicBinarySerializer(std::uint64_t initialSize, bool gro
     m_growable = false;
     return;
   }
-  m_buffer = Allocate(initialSize);
+  m_buffer = coding::AllocateBuffer(initialSize);
   if (m_buffer != nullptr) {
     m_capacity = initialSize;
   }
@@ -57,12 +44,14 @@ BasicBinarySerializer::BasicBinarySerializer(std::uint64_t initialSize, bool gro
 BasicBinarySerializer::BasicBinarySerializer(unsigned char* data, std::uint64_t capacity, std::uint64_t length,
                                              bool takeCopy, bool growable) noexcept
     : BasicBinarySerializer() {
-  AttachBuffer(data, capacity, length, takeCopy, growable);
+  // A refused attach (null data, length above capacity) leaves the empty
+  // state, in which every write fails: nothing more to do here.
+  static_cast<void>(AttachBuffer(data, capacity, length, takeCopy, growable));
 }
 
 BasicBinarySerializer::~BasicBinarySerializer() {
   if (m_ownsBuffer && m_buffer != nullptr) {
-    std::free(m_buffer);
+    coding::FreeBuffer(m_buffer);
   }
 }
 
@@ -88,7 +77,7 @@ bool BasicBinarySerializer::AttachBuffer(unsigned char* data, std::uint64_t capa
   m_buffer = nullptr;
   m_capacity = capacity;
   if (!takeCopy) {
-    std::free(oldOwned);
+    coding::FreeBuffer(oldOwned);
     m_buffer = data;
     m_position = length;
     m_ownsBuffer = false;
@@ -96,14 +85,14 @@ bool BasicBinarySerializer::AttachBuffer(unsigned char* data, std::uint64_t capa
     m_failed = false;
     return true;
   }
-  m_buffer = Allocate(capacity);
+  m_buffer = coding::AllocateBuffer(capacity);
   if (m_buffer == nullptr) {
     m_capacity = 0;
   } else {
     CopyBytes(m_buffer, data, length);
     m_position = length;
   }
-  std::free(oldOwned);
+  coding::FreeBuffer(oldOwned);
   m_ownsBuffer = true;
   m_growable = growable;
   m_failed = false;
@@ -136,55 +125,23 @@ bool BasicBinarySerializer::Fits(std::uint64_t width) const noexcept {
   return m_position <= m_capacity && width <= m_capacity - m_position;
 }
 
-void BasicBinarySerializer::WriteScalar(std::uint64_t bits, unsigned width) noexcept {
-  if (m_failed || !Fits(width)) {
+BasicBinarySerializer& BasicBinarySerializer::WriteFixed(std::uint32_t bits) noexcept {
+  if (m_failed || !Fits(4)) {
     m_failed = true;
-    return;
+    return *this;
   }
-  unsigned char* out = m_buffer + m_position;
-  if constexpr (std::endian::native == std::endian::little) {
-    // The host order is the wire order: one copy of the scalar.
-    if (width == 4) {
-      const auto narrow = static_cast<std::uint32_t>(bits);
-      std::memcpy(out, &narrow, 4);
-    } else {
-      std::memcpy(out, &bits, 8);
-    }
-  } else {
-    for (unsigned i = 0; i < width; ++i) {
-      out[i] = static_cast<unsigned char>((bits >> (8 * i)) & 0xFF);  // least-significant byte first
-    }
+  coding::EncodeFixed32(m_buffer + m_position, bits);
+  m_position += 4;
+  return *this;
+}
+
+BasicBinarySerializer& BasicBinarySerializer::WriteFixed(std::uint64_t bits) noexcept {
+  if (m_failed || !Fits(8)) {
+    m_failed = true;
+    return *this;
   }
-  m_position += width;
-}
-
-BasicBinarySerializer& BasicBinarySerializer::operator<<(int value) noexcept {
-  WriteScalar(static_cast<std::uint32_t>(value), 4);
-  return *this;
-}
-
-BasicBinarySerializer& BasicBinarySerializer::operator<<(unsigned int value) noexcept {
-  WriteScalar(value, 4);
-  return *this;
-}
-
-BasicBinarySerializer& BasicBinarySerializer::operator<<(std::int64_t value) noexcept {
-  WriteScalar(static_cast<std::uint64_t>(value), 8);
-  return *this;
-}
-
-BasicBinarySerializer& BasicBinarySerializer::operator<<(std::uint64_t value) noexcept {
-  WriteScalar(value, 8);
-  return *this;
-}
-
-BasicBinarySerializer& BasicBinarySerializer::operator<<(float value) noexcept {
-  WriteScalar(std::bit_cast<std::uint32_t>(value), 4);
-  return *this;
-}
-
-BasicBinarySerializer& BasicBinarySerializer::operator<<(double value) noexcept {
-  WriteScalar(std::bit_cast<std::uint64_t>(value), 8);
+  coding::EncodeFixed64(m_buffer + m_position, bits);
+  m_position += 8;
   return *this;
 }
 
@@ -209,12 +166,13 @@ BasicBinarySerializer& BasicBinarySerializer::operator<<(const wchar_t* value) n
     m_failed = true;
     return *this;
   }
-  WriteScalar(count, 4);
+  coding::EncodeFixed32(m_buffer + m_position, count);
+  m_position += 4;
   m_position += Utf16Codec::EncodeLE(text, m_buffer + m_position);
   return *this;
 }
 
-BasicBinarySerializer& BasicBinarySerializer::operator<<(const qz_std::TimeValue& value) noexcept {
+BasicBinarySerializer& BasicBinarySerializer::WriteTimeValue(const qz_std::TimeValue& value) noexcept {
   const std::uint64_t start = m_position;
   *this << static_cast<int>(value.GetSeconds()) << static_cast<int>(value.GetMicroseconds());
   if (m_failed) {
@@ -224,6 +182,12 @@ BasicBinarySerializer& BasicBinarySerializer::operator<<(const qz_std::TimeValue
 }
 
 BasicBinarySerializer& BasicBinarySerializer::operator<<(const qz_math::Vector2& value) noexcept {
+  if (!m_failed && Fits(coding::kVector2Bytes)) {
+    coding::EncodeVector2(m_buffer + m_position, value);
+    m_position += coding::kVector2Bytes;
+    return *this;
+  }
+  // Part by part, so that a failure leaves the leading parts stored.
   const std::uint64_t start = m_position;
   *this << value[0] << value[1];
   if (m_failed) {
@@ -233,6 +197,11 @@ BasicBinarySerializer& BasicBinarySerializer::operator<<(const qz_math::Vector2&
 }
 
 BasicBinarySerializer& BasicBinarySerializer::operator<<(const qz_math::VectorN<6>& value) noexcept {
+  if (!m_failed && Fits(coding::kVector6Bytes)) {
+    coding::EncodeVector6(m_buffer + m_position, value);
+    m_position += coding::kVector6Bytes;
+    return *this;
+  }
   const std::uint64_t start = m_position;
   for (int i = 0; i < 6; ++i) {
     *this << value[i];
@@ -264,12 +233,12 @@ bool BasicBinarySerializer::InternalGrow(std::uint64_t needed) noexcept {
   } else {
     newSize = needed + needed / 2;
   }
-  unsigned char* grown = Allocate(newSize);
+  unsigned char* grown = coding::AllocateBuffer(newSize);
   if (grown == nullptr) {
     return false;
   }
   CopyBytes(grown, m_buffer, m_position);
-  std::free(m_buffer);
+  coding::FreeBuffer(m_buffer);
   m_buffer = grown;
   return true;  // the capacity field is left as it was
 }

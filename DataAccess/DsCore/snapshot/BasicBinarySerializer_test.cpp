@@ -287,7 +287,7 @@ TEST(BasicBinarySerializer, AttachWithoutCopyFreesAnOwnedBufferAndWritesAfterThe
 TEST(BasicBinarySerializer, AttachWithCopyKeepsAnOwnedBufferThatIsBigEnoughAndItsCapacity) {
   BasicBinarySerializer s(64);
   unsigned char* const buffer = s.GetBuffer();
-  s.SeekTo(64);
+  EXPECT_TRUE(s.SeekTo(64));
   s << 1;
   ASSERT_TRUE(!s);
   unsigned char data[6] = {1, 2, 3, 4, 5, 6};

@@ -92,14 +92,15 @@ qz_math::VectorN<6> Vector6(double first) {
 DataSourceModifier FullSource() {
   DataSourceModifier source;
   source.SetId(L"camera 1");
-  source.AddStream(FilledStream<int>(L"count", qz_ds::StreamBasicType_Int, -5, 5, {1, -2, 3}));
-  source.AddStream(FilledStream<double>(L"speed", qz_ds::StreamBasicType_Float, -0.5, 9.75, {0.125, 1e300}));
-  source.AddStream(FilledStream<std::wstring>(L"label", qz_ds::StreamBasicType_String, L"a", L"z",
-                                              {L"", L"goal", L"caf\u00e9"}));
-  source.AddStream(FilledStream<qz_math::Vector2>(L"pos", qz_ds::StreamBasicType_Vector2, {0, 0}, {640, 480},
-                                                  {{1.5, 2.5}, {-3, 4}}));
-  source.AddStream(FilledStream<qz_math::VectorN<6>>(L"pose", qz_ds::StreamBasicType_Vector6, Vector6(0),
-                                                     Vector6(10), {Vector6(1), Vector6(-7)}));
+  const std::shared_ptr<DataSourceStreamModifier> streams[] = {
+      FilledStream<int>(L"count", qz_ds::StreamBasicType_Int, -5, 5, {1, -2, 3}),
+      FilledStream<double>(L"speed", qz_ds::StreamBasicType_Float, -0.5, 9.75, {0.125, 1e300}),
+      FilledStream<std::wstring>(L"label", qz_ds::StreamBasicType_String, L"a", L"z", {L"", L"goal", L"caf\u00e9"}),
+      FilledStream<qz_math::Vector2>(L"pos", qz_ds::StreamBasicType_Vector2, {0, 0}, {640, 480}, {{1.5, 2.5}, {-3, 4}}),
+      FilledStream<qz_math::VectorN<6>>(L"pose", qz_ds::StreamBasicType_Vector6, Vector6(0), Vector6(10),
+                                        {Vector6(1), Vector6(-7)}),
+  };
+  for (const auto& stream : streams) EXPECT_TRUE(source.AddStream(stream));
   return source;
 }
 
@@ -112,7 +113,7 @@ TEST(DataSourceModifier, EmptySourceLayout) {
 TEST(DataSourceModifier, RoundTripOfEveryStreamType) {
   const DataSourceModifier source = FullSource();
   DataSourceModifier back;
-  back.AddStream(MakeStream(L"stale", qz_ds::StreamBasicType_Int));
+  EXPECT_TRUE(back.AddStream(MakeStream(L"stale", qz_ds::StreamBasicType_Int)));
   ASSERT_EQ(ReadInto(back, Write(source)), 0);
   EXPECT_EQ(back.GetId(), L"camera 1");
   ASSERT_EQ(back.GetStreamModifierCount(), 5);
@@ -129,20 +130,20 @@ TEST(DataSourceModifier, DamagedStreamLeavesNoStreamsButTheNewId) {
   // The second record starts after the header (4 + 2 * 8 + 8 bytes) and the
   // first record; its type field is 4 + 2 * 5 + 4 bytes into it.
   DataSourceModifier first;
-  first.AddStream(FullSource().GetStreamModifier(0));
+  EXPECT_TRUE(first.AddStream(FullSource().GetStreamModifier(0)));
   const std::size_t firstRecord = Write(first).size() - 12;
   bytes[28 + firstRecord + 18] = 6;
 
   DataSourceModifier back;
   back.SetId(L"old");
-  back.AddStream(MakeStream(L"stale", qz_ds::StreamBasicType_Int));
+  EXPECT_TRUE(back.AddStream(MakeStream(L"stale", qz_ds::StreamBasicType_Int)));
   EXPECT_EQ(ReadInto(back, bytes), -1);
   EXPECT_EQ(back.GetStreamModifierCount(), 0);
   EXPECT_EQ(back.GetId(), L"camera 1");
 
   // A header cut short keeps the old id; held streams are gone all the same.
   back.SetId(L"old");
-  back.AddStream(MakeStream(L"stale", qz_ds::StreamBasicType_Int));
+  EXPECT_TRUE(back.AddStream(MakeStream(L"stale", qz_ds::StreamBasicType_Int)));
   EXPECT_EQ(ReadInto(back, Bytes(bytes.begin(), bytes.begin() + 25)), -1);
   EXPECT_EQ(back.GetId(), L"old");
   EXPECT_EQ(back.GetStreamModifierCount(), 0);

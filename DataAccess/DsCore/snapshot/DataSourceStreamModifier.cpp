@@ -51,20 +51,20 @@ int DataSourceStreamModifier::SetAttribute(StreamAttributeId id, const DataSourc
     case FlowType:
     case InterpolationType: {
       const int* number = IntOf(value);
-      if (number == nullptr) return 1;
-      if (!IsZeroOrOne(*number)) return 3;
+      if (number == nullptr) return kAttributeWrongType;
+      if (!IsZeroOrOne(*number)) return kAttributeBadValue;
       if (id == FlowType) {
         m_flowType = static_cast<StreamFlowType>(*number);
       } else {
         m_interpolationType = static_cast<StreamInterpolationType>(*number);
       }
-      return 0;
+      return kAttributeSet;
     }
     case LimitCount:
     case FreezeDelay:
     case TrailingAttribute: {
       const int* number = IntOf(value);
-      if (number == nullptr) return 1;
+      if (number == nullptr) return kAttributeWrongType;
       if (id == LimitCount) {
         m_limitCount = *number;
       } else if (id == FreezeDelay) {
@@ -72,12 +72,12 @@ int DataSourceStreamModifier::SetAttribute(StreamAttributeId id, const DataSourc
       } else {
         m_trailingAttribute = *number;
       }
-      return 0;
+      return kAttributeSet;
     }
     case DefaultValue:
     case LowRange:
     case HighRange: {
-      if (!m_buffer) return 2;
+      if (!m_buffer) return kAttributeUnknown;
       int result = 0;
       if (id == DefaultValue) {
         result = m_buffer->SetDefaultValue(value);
@@ -86,16 +86,16 @@ int DataSourceStreamModifier::SetAttribute(StreamAttributeId id, const DataSourc
       } else {
         result = m_buffer->SetHighRange(value);
       }
-      return result != 0 ? 1 : 0;
+      return result != 0 ? kAttributeWrongType : kAttributeSet;
     }
     case ValueUnit: {
       const auto* text = dynamic_cast<const DataSourceStreamVariantDerived<std::wstring>*>(&value);
-      if (text == nullptr) return 1;
+      if (text == nullptr) return kAttributeWrongType;
       m_valueUnit = text->GetValue();
-      return 0;
+      return kAttributeSet;
     }
   }
-  return 2;
+  return kAttributeUnknown;
 }
 
 void DataSourceStreamModifier::ClearData() {

@@ -17,6 +17,12 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Modifier = DataSourceStreamModifier;
 using IntVariant = DataSourceStreamVariantDerived<int>;
+using TextVariant = DataSourceStreamVariantDerived<std::wstring>;
+using DoubleVariant = DataSourceStreamVariantDerived<double>;
+constexpr int kSet = Modifier::kAttributeSet;
+constexpr int kWrongType = Modifier::kAttributeWrongType;
+constexpr int kUnknown = Modifier::kAttributeUnknown;
+constexpr int kBadValue = Modifier::kAttributeBadValue;
 
 Bytes Written(const BasicBinarySerializer& s) {
   return Bytes(s.GetBuffer(), s.GetBuffer() + s.GetLength());
@@ -65,7 +71,7 @@ TEST(DataSourceStreamModifier, CreateOnlyForTypesWithABuffer) {
   ASSERT_TRUE(modifier.Create(L"v", qz_ds::StreamBasicType_Vector6));
   EXPECT_EQ(modifier.GetType(), qz_ds::StreamBasicType_Vector6);
   EXPECT_EQ(modifier.GetId(), L"v");
-  ASSERT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(5)), 0);
+  ASSERT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(5)), kSet);
 
   EXPECT_FALSE(modifier.Create(L"w", qz_ds::StreamBasicType_Vector3));
   EXPECT_EQ(modifier.GetType(), qz_ds::StreamBasicType_None);
@@ -81,54 +87,54 @@ TEST(DataSourceStreamModifier, CreateOnlyForTypesWithABuffer) {
 TEST(DataSourceStreamModifier, SetAttributeResultCodes) {
   Modifier modifier;
   // Value attributes need a buffer.
-  EXPECT_EQ(modifier.SetAttribute(Modifier::DefaultValue, IntVariant(1)), 2);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, IntVariant(1)), 2);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::HighRange, IntVariant(1)), 2);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::DefaultValue, IntVariant(1)), kUnknown);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, IntVariant(1)), kUnknown);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::HighRange, IntVariant(1)), kUnknown);
   ASSERT_TRUE(modifier.Create(L"s", qz_ds::StreamBasicType_Int));
 
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(1)), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(2)), 3);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(-1)), 3);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, DataSourceStreamVariantDerived<double>(1.0)), 1);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(1)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(2)), kBadValue);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(-1)), kBadValue);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, DoubleVariant(1.0)), kWrongType);
   EXPECT_EQ(modifier.GetFlowType(), Modifier::StreamFlowType_Constant);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::InterpolationType, IntVariant(1)), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::InterpolationType, IntVariant(5)), 3);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::InterpolationType, IntVariant(1)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::InterpolationType, IntVariant(5)), kBadValue);
   EXPECT_EQ(modifier.GetInterpolationType(), Modifier::StreamInterpolationType_1);
 
-  EXPECT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(-7)), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, IntVariant(3)), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::TrailingAttribute, IntVariant(9)), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, DataSourceStreamVariantDerived<std::wstring>(L"m")), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, IntVariant(1)), 1);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, DataSourceStreamVariantDerived<std::wstring>(L"1")), 1);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(-7)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, IntVariant(3)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::TrailingAttribute, IntVariant(9)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, TextVariant(L"m")), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, IntVariant(1)), kWrongType);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, TextVariant(L"1")), kWrongType);
   EXPECT_EQ(modifier.GetLimitCount(), -7);
   EXPECT_EQ(modifier.GetFreezeDelay(), 3);
   EXPECT_EQ(modifier.GetTrailingAttribute(), 9);
   EXPECT_EQ(modifier.GetValueUnit(), L"m");
 
-  EXPECT_EQ(modifier.SetAttribute(Modifier::HighRange, IntVariant(4)), 0);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, DataSourceStreamVariantDerived<double>(4)), 1);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::HighRange, IntVariant(4)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, DoubleVariant(4)), kWrongType);
   auto buffer = std::dynamic_pointer_cast<StreamModifierRawBuffer<int>>(modifier.GetInternalBuffer());
   ASSERT_NE(buffer, nullptr);
   EXPECT_EQ(buffer->GetFlags(), 4);
   EXPECT_EQ(buffer->GetHighRange(), 4);
 
   for (int id : {0, 3, 5, 512, -1}) {
-    EXPECT_EQ(modifier.SetAttribute(static_cast<Modifier::StreamAttributeId>(id), IntVariant(0)), 2) << id;
+    EXPECT_EQ(modifier.SetAttribute(static_cast<Modifier::StreamAttributeId>(id), IntVariant(0)), kUnknown) << id;
   }
 }
 
 TEST(DataSourceStreamModifier, RoundTripKeepsEveryField) {
   Modifier modifier;
   ASSERT_TRUE(modifier.Create(L"speed", qz_ds::StreamBasicType_Float));
-  modifier.SetAttribute(Modifier::FlowType, IntVariant(1));
-  modifier.SetAttribute(Modifier::LimitCount, IntVariant(50));
-  modifier.SetAttribute(Modifier::FreezeDelay, IntVariant(2));
-  modifier.SetAttribute(Modifier::InterpolationType, IntVariant(1));
-  modifier.SetAttribute(Modifier::ValueUnit, DataSourceStreamVariantDerived<std::wstring>(L"km/h"));
-  modifier.SetAttribute(Modifier::TrailingAttribute, IntVariant(-3));
-  modifier.SetAttribute(Modifier::LowRange, DataSourceStreamVariantDerived<double>(-1.5));
-  modifier.GetInternalBuffer()->AddSample(1'230'000, DataSourceStreamVariantDerived<double>(0.25));
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(1)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(50)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, IntVariant(2)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::InterpolationType, IntVariant(1)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, TextVariant(L"km/h")), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::TrailingAttribute, IntVariant(-3)), kSet);
+  EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, DoubleVariant(-1.5)), kSet);
+  modifier.GetInternalBuffer()->AddSample(1'230'000, DoubleVariant(0.25));
   BasicBinarySerializer s(512);
   ASSERT_EQ(modifier.SerializeTo(s), 0);
 

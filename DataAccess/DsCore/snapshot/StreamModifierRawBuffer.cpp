@@ -1,60 +1,90 @@
 #include "qz_dsc/StreamModifierRawBuffer.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "qz_dsc/BasicBinaryDeserializer.h"
 #include "qz_dsc/BasicBinarySerializer.h"
 #include "qz_dsc/DataSourceStreamVariant.h"
+#include "qz_dsc/Ticks.h"
 #include "qz_std/TimeValue.h"
+#include "snapshot/BlockAccess.h"
+#include "snapshot/Coding.h"
 
 namespace qz_dsc {
 namespace {
 
-constexpr std::int64_t kTicksPerSecond = 10'000'000;
-constexpr std::int64_t kTicksPerMillisecond = 10'000;
-
-// Bytes a sample's value takes at the least in a snapshot (a string needs at
-// least its count).
+// The wire form of a sample value of fixed size: its byte count and coding.
+// std::wstring has none and is written and read value by value.
 template <class T>
-constexpr std::uint64_t kMinValueBytes = 0;
+struct FixedValue;
 template <>
-constexpr std::uint64_t kMinValueBytes<int> = 4;
+struct FixedValue<int> {
+  static constexpr std::uint64_t kBytes = 4;
+  static void Encode(unsigned char* dst, int value) noexcept { coding::EncodeInt32(dst, value); }
+  static void Decode(const unsigned char* src, int& value) noexcept { value = coding::DecodeInt32(src); }
+};
 template <>
-constexpr std::uint64_t kMinValueBytes<double> = 8;
+struct FixedValue<double> {
+  static constexpr std::uint64_t kBytes = 8;
+  static void Encode(unsigned char* dst, double value) noexcept { coding::EncodeDouble(dst, value); }
+  static void Decode(const unsigned char* src, double& value) noexcept { value = coding::DecodeDouble(src); }
+};
 template <>
-constexpr std::uint64_t kMinValueBytes<std::wstring> = 4;
+struct FixedValue<qz_math::Vector2> {
+  static constexpr std::uint64_t kBytes = coding::kVector2Bytes;
+  static void Encode(unsigned char* dst, const qz_math::Vector2& value) noexcept { coding::EncodeVector2(dst, value); }
+  static void Decode(const unsigned char* src, qz_math::Vector2& value) noexcept { coding::DecodeVector2(src, value); }
+};
 template <>
-constexpr std::uint64_t kMinValueBytes<qz_math::Vector2> = 16;
-template <>
-constexpr std::uint64_t kMinValueBytes<qz_math::VectorN<6>> = 48;
+struct FixedValue<qz_math::VectorN<6>> {
+  static constexpr std::uint64_t kBytes = coding::kVector6Bytes;
+  static void Encode(unsigned char* dst, const qz_math::VectorN<6>& value) noexcept {
+    coding::EncodeVector6(dst, value);
+  }
+  static void Decode(const unsigned char* src, qz_math::VectorN<6>& value) noexcept {
+    coding::DecodeVector6(src, value);
+  }
+};
+
+template <class T>
+concept HasFixedSize = requires { FixedValue<T>::kBytes; };
+
+// Bytes a sample takes at the least in a snapshot: its time, and its value
+// (a string needs at least its count).
+template <class T>
+constexpr std::uint64_t MinSampleBytes() {
+  if constexpr (HasFixedSize<T>) {
+    return coding::kTimeValueBytes + FixedValue<T>::kBytes;
+  } else {
+    return coding::kTimeValueBytes + 4;
+  }
+}
 
 // A sample time in a snapshot: whole seconds, and the whole time in
 // milliseconds in the second field, each truncated toward zero and cut to 32
 // bits (modular, as C++20 defines the conversion), then normalised.
-qz_std::TimeValue ToSnapshotTime(std::int64_t ticks) noexcept {
-  return qz_std::TimeValue(static_cast<std::int32_t>(ticks / kTicksPerSecond),
-                           static_cast<std::int32_t>(ticks / kTicksPerMillisecond));
+// The whole seconds are folded out of the field here in one step (wrapping,
+// as the constructor's own steps do), which gives the pair the constructor's
+// loops would reach, so that they have nothing left to do: a time of hours
+// would otherwise cost a step per 1000 s.
+inline qz_std::TimeValue ToSnapshotTime(std::int64_t ticks) noexcept {
+  constexpr std::int32_t kFieldPerSecond = 1'000'000;
+  const auto seconds = static_cast<std::int32_t>(ticks / kTicksPerSecond);
+  const auto field = static_cast<std::int32_t>(ticks / kTicksPerMillisecond);
+  const std::int32_t carry = field / kFieldPerSecond;
+  return qz_std::TimeValue(
+      static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds) + static_cast<std::uint32_t>(carry)),
+      field % kFieldPerSecond);
 }
 
 // Ticks from a snapshot time: (seconds * 1000 + second field) * 10^4. With
 // 32-bit fields the result stays below 2^55 in magnitude; the sums are done
 // unsigned all the same so that no input can overflow.
-std::int64_t FromSnapshotTime(const qz_std::TimeValue& time) noexcept {
+inline std::int64_t FromSnapshotTime(const qz_std::TimeValue& time) noexcept {
   const auto seconds = static_cast<std::uint64_t>(static_cast<std::int64_t>(time.GetSeconds()));
   const auto field = static_cast<std::uint64_t>(static_cast<std::int64_t>(time.GetMicroseconds()));
   return static_cast<std::int64_t>((seconds * 1000u + field) * static_cast<std::uint64_t>(kTicksPerMillisecond));
-}
-
-// True when the unread input of d is long enough for count samples of T. The
-// reader only tells its length through SeekTo, so this probes there and back;
-// the position ends where it was and the failure flag is not touched.
-template <class T>
-bool InputCanHold(BasicBinaryDeserializer& d, int count) {
-  const auto start = static_cast<std::uint64_t>(d.GetPosition());
-  const std::uint64_t needed = static_cast<std::uint64_t>(count) * (8 + kMinValueBytes<T>);
-  const bool fits = d.SeekTo(start + needed);
-  d.SeekTo(start);
-  return fits;
 }
 
 }  // namespace
@@ -83,8 +113,24 @@ int StreamModifierRawBuffer<T>::SerializeTo(BasicBinarySerializer& s) const {
   if (m_flags & kHighRangePresent) s << m_highRange;
   s << GetCount();
   if (!s) return -1;
-  for (const Sample& sample : m_samples) {
-    s << ToSnapshotTime(sample.first) << sample.second;
+
+  std::size_t next = 0;
+  if constexpr (HasFixedSize<T>) {
+    // Every sample that fits, in one block; the first one that does not is
+    // left to the operators below, which fail on it as they always have.
+    constexpr std::uint64_t kSampleBytes = MinSampleBytes<T>();
+    const std::size_t fitting =
+        static_cast<std::size_t>(std::min<std::uint64_t>(m_samples.size(), BlockAccess::WritableBlocks(s, kSampleBytes)));
+    unsigned char* out = BlockAccess::Take(s, fitting * kSampleBytes);
+    const Sample* sample = m_samples.data();  // a local, so the byte stores cannot move it
+    for (std::size_t i = 0; i < fitting; ++i, ++sample, out += kSampleBytes) {
+      coding::EncodeTimeValue(out, ToSnapshotTime(sample->first));
+      FixedValue<T>::Encode(out + coding::kTimeValueBytes, sample->second);
+    }
+    next = fitting;
+  }
+  for (; next < m_samples.size(); ++next) {
+    s << ToSnapshotTime(m_samples[next].first) << m_samples[next].second;
     if (!s) return -1;
   }
   return 0;
@@ -110,9 +156,26 @@ int StreamModifierRawBuffer<T>::DeserializeFrom(BasicBinaryDeserializer& d) {
   // Room for all samples in one step, but only when the input can hold them:
   // a damaged count (up to 2^31 - 1) would otherwise ask for gigabytes that a
   // reader which must run short anyway never fills. Valid input is unaffected.
-  if (wanted > m_samples.capacity() && InputCanHold<T>(d, count)) m_samples.reserve(wanted);
+  if (wanted > m_samples.capacity() && BlockAccess::Unread(d) / MinSampleBytes<T>() >= wanted) {
+    m_samples.reserve(wanted);
+  }
 
-  for (int i = 0; i < count; ++i) {
+  std::size_t next = 0;
+  if constexpr (HasFixedSize<T>) {
+    // Every whole sample the input holds, in one block; a short input then
+    // fails in the operators below at the same sample as it always has.
+    constexpr std::uint64_t kSampleBytes = MinSampleBytes<T>();
+    const std::size_t whole =
+        static_cast<std::size_t>(std::min<std::uint64_t>(wanted, BlockAccess::ReadableBlocks(d, kSampleBytes)));
+    const unsigned char* in = BlockAccess::Take(d, whole * kSampleBytes);
+    for (std::size_t i = 0; i < whole; ++i, in += kSampleBytes) {
+      T value;
+      FixedValue<T>::Decode(in + coding::kTimeValueBytes, value);
+      m_samples.emplace_back(FromSnapshotTime(coding::DecodeTimeValue(in)), std::move(value));
+    }
+    next = whole;
+  }
+  for (; next < wanted; ++next) {
     qz_std::TimeValue time;
     T value{};
     d >> time >> value;

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "snapshot/Coding.h"
+
 namespace qz_dsc {
 namespace {
 
@@ -70,8 +72,7 @@ std::size_t Utf16Codec::CountUnits(std::wstring_view text) noexcept {
 std::size_t Utf16Codec::EncodeLE(std::wstring_view text, unsigned char* out) noexcept {
   std::size_t bytes = 0;
   ForEachUnit(text, [&](std::uint16_t u) {
-    out[bytes] = static_cast<unsigned char>(u & 0xFF);
-    out[bytes + 1] = static_cast<unsigned char>(u >> 8);
+    coding::EncodeFixed16(out + bytes, u);
     bytes += 2;
   });
   return bytes;
@@ -81,9 +82,7 @@ std::wstring Utf16Codec::DecodeLE(const unsigned char* in, std::size_t units) {
   std::wstring out;
   AppendDecoded(
       units,
-      [in](std::size_t i) -> std::uint32_t {
-        return static_cast<std::uint32_t>(in[2 * i]) | (static_cast<std::uint32_t>(in[2 * i + 1]) << 8);
-      },
+      [in](std::size_t i) -> std::uint32_t { return coding::DecodeFixed16(in + 2 * i); },
       out);
   return out;
 }
