@@ -81,9 +81,27 @@ bool DataSourceStreamTempl<T>::AddSample(std::int64_t time, const T& value) {
 template <class T>
 bool DataSourceStreamTempl<T>::AddSamples(const std::vector<Sample>& samples) {
   Lock lock(m_lock);
-  if ((m_unbounded ? m_recordingLimit : m_limitCount) == 0) m_samples.Reserve(samples.size());
-  for (const Sample& s : samples) {
-    if (!AddLocked(s.first, s.second)) return false;
+  std::size_t i = 0;
+  if ((m_unbounded ? m_recordingLimit : m_limitCount) == 0) {
+    // Without a limit, the leading run of samples that are accepted and newer
+    // than everything stored is appended in one go; the rest takes the
+    // general rule one by one.
+    const std::size_t n = samples.size();
+    bool haveLast = !m_samples.empty();
+    std::int64_t last = haveLast ? m_samples.BackKey() : 0;
+    while (i < n && (!haveLast || samples[i].first > last) &&
+           SubtractTime(samples[i].first, m_freezeDelay) < m_stopTime) {
+      last = samples[i].first;
+      haveLast = true;
+      ++i;
+    }
+    m_samples.AppendAscending(
+        i, [&samples](std::size_t j) { return samples[j].first; },
+        [&samples](std::size_t j) -> const T& { return samples[j].second; });
+    if (i < n) m_samples.Reserve(n - i);
+  }
+  for (; i < samples.size(); ++i) {
+    if (!AddLocked(samples[i].first, samples[i].second)) return false;
   }
   m_lastModified = LastModifiedNow();
   return true;

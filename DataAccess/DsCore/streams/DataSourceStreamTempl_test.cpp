@@ -162,6 +162,11 @@ TEST(StreamRecording, BoundedStoreDropsTheSmallestKeyAndKeepsItsSize) {
   EXPECT_TRUE(s.IsUnbounded());
   for (int t = 50; t < 60; ++t) s.AddSample(t, t);
   EXPECT_EQ(s.GetSampleCount(), 13u);
+  // A batch: the ascending run first, then an equal and an older time.
+  EXPECT_TRUE(s.AddSamples({{60, 1}, {61, 1}, {61, 2}, {45, 3}}));
+  EXPECT_EQ(s.GetSampleCount(), 16u);
+  EXPECT_EQ(ValueAt(s, 61), 2);
+  EXPECT_EQ(ValueAt(s, 45), 3);
 }
 
 TEST(StreamRecording, StopTimePlusFreezeDelayIsTheFirstRefusedTime) {

@@ -67,10 +67,25 @@ class SampleStore {
     const auto first = m_keys.begin() + static_cast<std::ptrdiff_t>(m_head);
     return static_cast<std::size_t>(std::lower_bound(first, m_keys.end(), k) - first);
   }
-  // First index whose key is > k (size() if none).
+  // First index whose key is > k (size() if none). Sample times are nearly
+  // evenly spaced, so the search starts where interpolation between the
+  // first and last key puts k and gallops from there: a few probes in one
+  // or two cache lines instead of a cache miss per halving of the range. The
+  // galloping keeps the worst case logarithmic for any spacing.
   std::size_t UpperBound(Key k) const {
-    const auto first = m_keys.begin() + static_cast<std::ptrdiff_t>(m_head);
-    return static_cast<std::size_t>(std::upper_bound(first, m_keys.end(), k) - first);
+    const std::size_t n = size();
+    if (n == 0) return 0;
+    const Key* keys = m_keys.data() + m_head;
+    const Key first = keys[0];
+    const Key last = keys[n - 1];
+    if (k < first) return 0;
+    if (k >= last) return n;
+    // first <= k < last, so the fraction lies in [0, 1).
+    const double fraction = (static_cast<double>(k) - static_cast<double>(first)) /
+                            (static_cast<double>(last) - static_cast<double>(first));
+    std::size_t guess = static_cast<std::size_t>(fraction * static_cast<double>(n - 1));
+    if (guess > n - 1) guess = n - 1;
+    return Gallop(keys, n, k, guess);
   }
   // UpperBound, trying the neighbourhood of a previous answer first: lookups
   // in playback order land on the same or the next index and skip the search.
@@ -142,6 +157,20 @@ class SampleStore {
     m_values.reserve(target);
   }
 
+  // Appends count samples read through key(i) and value(i); the caller
+  // guarantees that their keys ascend strictly and exceed every stored key.
+  template <class KeyOf, class ValueOf>
+  void AppendAscending(std::size_t count, KeyOf key, ValueOf value) {
+    Reserve(count);
+    for (std::size_t i = 0; i < count; ++i) m_keys.push_back(key(i));
+    try {
+      for (std::size_t i = 0; i < count; ++i) m_values.push_back(value(i));
+    } catch (...) {
+      m_keys.resize(m_values.size());  // keep the two arrays in step
+      throw;
+    }
+  }
+
   // Replaces the whole content by samples (already in ascending order) and
   // leaves samples empty.
   void Assign(std::map<Key, T>&& samples) {
@@ -162,6 +191,37 @@ class SampleStore {
   }
 
  private:
+  // First index i with keys[i] > k, searching outwards from guess in steps
+  // that double, then binary search in the bracket found.
+  // REQUIRES: guess < n
+  static std::size_t Gallop(const Key* keys, std::size_t n, Key k, std::size_t guess) {
+    std::size_t lo = 0, hi = n;  // the answer lies in [lo, hi]
+    if (keys[guess] <= k) {
+      lo = guess + 1;
+      for (std::size_t step = 1;; step *= 2) {
+        const std::size_t probe = lo + step - 1;
+        if (probe >= n) break;
+        if (keys[probe] > k) {
+          hi = probe;
+          break;
+        }
+        lo = probe + 1;
+      }
+    } else {
+      hi = guess;
+      for (std::size_t step = 1;; step *= 2) {
+        if (step > hi) break;
+        const std::size_t probe = hi - step;
+        if (keys[probe] <= k) {
+          lo = probe + 1;
+          break;
+        }
+        hi = probe;
+      }
+    }
+    return static_cast<std::size_t>(std::upper_bound(keys + lo, keys + hi, k) - keys);
+  }
+
   template <class V>
   bool Put(Key k, V&& v) {
     if (empty() || k > m_keys.back()) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -82,6 +83,34 @@ TEST(SampleStore, BoundsAtEdgesAndWithHints) {
   for (std::int64_t k : {kMin, std::int64_t{-11}, std::int64_t{-10}, std::int64_t{5}, std::int64_t{10}, kMax}) {
     for (std::size_t hint = 0; hint <= 7; ++hint) {
       EXPECT_EQ(store.UpperBound(k, hint), store.UpperBound(k)) << k << " hint " << hint;
+    }
+  }
+}
+
+TEST(SampleStore, UpperBoundAgreesWithBinarySearchForAnySpacing) {
+  // The search starts from an interpolated guess; clustered, geometric and
+  // extreme keys make that guess wrong by far.
+  std::mt19937_64 rng(99);
+  std::vector<std::vector<std::int64_t>> layouts(4);
+  for (std::int64_t i = 0; i < 3000; ++i) layouts[0].push_back(i * 7);
+  for (std::int64_t i = 0; i < 60; ++i) layouts[1].push_back(std::int64_t{1} << i);
+  layouts[2] = {std::numeric_limits<std::int64_t>::min(), -1, 0, 1, 2, 3, std::numeric_limits<std::int64_t>::max()};
+  for (int i = 0; i < 2000; ++i) layouts[3].push_back(static_cast<std::int64_t>(rng() % 100) + (i % 500 == 0 ? std::int64_t{1'000'000'000} * i : 0));
+  for (auto& keys : layouts) {
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    SampleStore<int> store;
+    store.AppendAscending(keys.size(), [&](std::size_t i) { return keys[i]; }, [](std::size_t) { return 1; });
+    std::vector<std::int64_t> probes = {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()};
+    for (std::int64_t k : keys) {
+      probes.push_back(k);
+      if (k > std::numeric_limits<std::int64_t>::min()) probes.push_back(k - 1);
+      if (k < std::numeric_limits<std::int64_t>::max()) probes.push_back(k + 1);
+    }
+    for (int i = 0; i < 2000; ++i) probes.push_back(static_cast<std::int64_t>(rng()));
+    for (std::int64_t k : probes) {
+      const auto expected = static_cast<std::size_t>(std::upper_bound(keys.begin(), keys.end(), k) - keys.begin());
+      ASSERT_EQ(store.UpperBound(k), expected) << k;
     }
   }
 }
