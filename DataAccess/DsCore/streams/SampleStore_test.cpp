@@ -144,18 +144,5 @@ TEST(SampleStore, EraseClearAssignAndCopy) {
   EXPECT_TRUE(moved.empty());
 }
 
-TEST(SampleStore, ReserveKeepsGrowthGeometric) {
-  SampleStore<double> store;
-  std::size_t reallocations = 0;
-  std::size_t last = store.CapacityBytes();
-  for (int i = 0; i < 4096; ++i) {
-    store.Reserve(1);  // one sample at a time must not reallocate every time
-    store.InsertOrAssign(i, 0.5);
-    if (store.CapacityBytes() != last) ++reallocations;
-    last = store.CapacityBytes();
-  }
-  EXPECT_LT(reallocations, 30u);
-}
-
 }  // namespace
 }  // namespace qz_dsc
