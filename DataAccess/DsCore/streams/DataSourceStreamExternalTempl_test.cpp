@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qz_com/ComPtr.h"
@@ -168,6 +169,30 @@ TEST(ExternalStreamSlots, NoLimitsAndRecordingControlsDoNothing) {
   DataSourceStreamEncoder encoder;
   EXPECT_FALSE(s->SaveSettings(encoder));
   EXPECT_FALSE(s->LoadSettings(DataSourceStreamDecoder()));
+}
+
+// Rebase changes the offset without the lock while others read and write
+// under it; run under ThreadSanitizer by `make test-thread`.
+TEST(ExternalStreamConcurrency, RebaseRacesSafelyWithLookupsAndAdds) {
+  auto s = Make<double>({{0, 0.0}, {1000, 1000.0}});
+  constexpr int kRounds = 20000;
+  std::thread rebaser([&] {
+    for (int i = 0; i < kRounds; ++i) s->Rebase(i % 2 == 0 ? 1 : -1);
+  });
+  std::thread writer([&] {
+    for (int i = 0; i < kRounds; ++i) s->AddSample(2000 + i, 1000.0);
+  });
+  for (int i = 0; i < kRounds; ++i) {
+    const double v = ValueAt(*s, 500);
+    if (v != 500.0 && v != 501.0) {  // the offset is 0 or -1 at any moment
+      ADD_FAILURE() << v;
+      break;
+    }
+  }
+  rebaser.join();
+  writer.join();
+  EXPECT_EQ(s->GetVideoOffset(), 0);
+  EXPECT_EQ(s->GetSampleCount(), 2u + kRounds);
 }
 
 // A document with one data source element to save streams into.
