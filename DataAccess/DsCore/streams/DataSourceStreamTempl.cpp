@@ -1,5 +1,6 @@
 #include "streams/DataSourceStreamTempl.h"
 
+#include <algorithm>
 #include <type_traits>
 #include <utility>
 
@@ -448,7 +449,9 @@ int DataSourceStreamTempl<T>::GetSamples(std::int64_t from, std::int64_t to, std
   const std::size_t first = m_samples.LowerBound(firstKey);
   const std::size_t end = m_samples.UpperBound(lastKey);
   if (first >= end) return 0;
-  out.reserve(out.size() + (end - first));
+  // Grown geometrically: callers that append small ranges to one vector
+  // must not pay a reallocation per call.
+  if (out.capacity() - out.size() < end - first) out.reserve(std::max(out.size() + (end - first), 2 * out.capacity()));
   for (std::size_t i = first; i < end; ++i) out.emplace_back(ToPresentation(m_samples.KeyAt(i)), m_samples.ValueAt(i));
   return 0;
 }
