@@ -1,9 +1,13 @@
 # Entry points: `make test` sets up a fresh Debian machine, builds and runs
-# every test; `make test-sanitize` does the same with ASan and UBSan.
-.PHONY: all deps build test build-sanitize test-sanitize bench clean
+# every test; `make test-sanitize` does the same with ASan and UBSan;
+# `make test-thread` runs the concurrency tests under ThreadSanitizer.
+.PHONY: all deps build test build-sanitize test-sanitize build-thread test-thread bench clean
 
 BUILD_DIR ?= build
 SANITIZE_DIR ?= build-sanitize
+TSAN_DIR ?= build-tsan
+# Test programs that hold concurrency tests (named *Concurrency*).
+TSAN_TARGETS ?= streams_tests
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
@@ -26,10 +30,19 @@ build-sanitize: deps
 test-sanitize: build-sanitize
 	ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS)
 
+build-thread: deps
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDSCORE_TSAN=ON $(CMAKE_FLAGS)
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target $(TSAN_TARGETS)
+
+# Address-space randomisation off (setarch -R): the ThreadSanitizer runtime
+# cannot map its shadow memory under the high randomisation of newer kernels.
+test-thread: build-thread
+	setarch $$(uname -m) -R ctest --test-dir $(TSAN_DIR) --output-on-failure -R Concurrency
+
 bench: deps
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DDSCORE_BUILD_BENCH=ON -DDSCORE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) build-bench
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) build-bench

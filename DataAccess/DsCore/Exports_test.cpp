@@ -82,4 +82,33 @@ TEST(Exports, DocumentWrittenAndReadWithExportedClasses) {
   EXPECT_EQ(time, 2'500'000);
 }
 
+TEST(Exports, ExternalStreamCastsAcrossTheLibraryBoundary) {
+  std::shared_ptr<qz_dsc::DataSourceStreamRoot> root =
+      qz_dsc::CreateDataSourceStreamExternal(qz_ds::StreamBasicType_Float, L"pulse");
+  ASSERT_TRUE(root);
+  auto typed = std::dynamic_pointer_cast<qz_dsc::DataSourceStreamExtended<double>>(root);
+  ASSERT_TRUE(typed);
+  auto external = std::dynamic_pointer_cast<qz_dsc::DataSourceStreamExternal>(root);
+  ASSERT_TRUE(external);
+  EXPECT_FALSE(std::dynamic_pointer_cast<qz_dsc::DataSourceStreamExtended<std::int32_t>>(root));
+  EXPECT_EQ(typed->GetName(), L"pulse");
+  EXPECT_EQ(typed->GetImplementationKind(), qz_dsc::kExternalStreamKind);
+
+  EXPECT_EQ(external->GetTimeBase(), 0);
+  external->SetTimeBase(100);
+  EXPECT_EQ(external->GetTimeBase(), 100);
+  ASSERT_TRUE(typed->AddSample(100, 60.0));
+  ASSERT_TRUE(typed->AddSample(300, 70.0));
+  std::int64_t first = -1, last = -1;
+  ASSERT_TRUE(typed->GetTimeSpan(first, last));  // shown at key - time base
+  EXPECT_EQ(first, 0);
+  EXPECT_EQ(last, 200);
+  external->SetTimeBase(0);
+  double value = 0.0;
+  EXPECT_EQ(typed->GetValueAt(150, 0, value), 0);
+  EXPECT_EQ(value, 62.5);
+
+  EXPECT_FALSE(qz_dsc::CreateDataSourceStreamExternal(qz_ds::StreamBasicType_Vector4, L"x"));
+}
+
 }  // namespace

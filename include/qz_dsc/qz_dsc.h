@@ -23,3 +23,4 @@
 #include "qz_dsc/IQZPropertySet.h"
 #include "qz_dsc/DataSourceStreamRoot.h"
 #include "qz_dsc/DataSourceStreamExtended.h"
+#include "qz_dsc/DataSourceStreamExternal.h"

@@ -1,0 +1,93 @@
+#include "streams/StreamValueText.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+namespace qz_dsc {
+namespace {
+
+using Limits = std::numeric_limits<double>;
+std::uint64_t Bits(double d) { return std::bit_cast<std::uint64_t>(d); }
+
+TEST(StreamValueText, DoublesHaveShortestTextsThatReadBackBitExact) {
+  const std::pair<double, const wchar_t*> cases[] = {
+      {0.1, L"0.1"}, {-0.0, L"-0"}, {1e-300, L"1e-300"}, {Limits::max(), L"1.7976931348623157e+308"},
+      {Limits::denorm_min(), L"5e-324"}, {2.2250738585072009e-308, L"2.225073858507201e-308"},
+      {1.0 / 3.0, L"0.3333333333333333"}, {-Limits::infinity(), L"-inf"}, {Limits::quiet_NaN(), L"nan"},
+      {-Limits::quiet_NaN(), L"-nan"}};
+  for (const auto& [value, text] : cases) {
+    EXPECT_EQ(ValueToText(value), text);
+    double back = 42.0;
+    ASSERT_TRUE(TextToValue(ValueToText(value), back)) << text;
+    if (std::isnan(value)) {
+      EXPECT_TRUE(std::isnan(back) && std::signbit(back) == std::signbit(value)) << text;
+    } else {
+      EXPECT_EQ(Bits(back), Bits(value)) << text;
+    }
+  }
+}
+
+TEST(StreamValueText, NumbersSkipBlanksIgnoreTrailingTextAndRefuseBadTexts) {
+  const std::pair<const wchar_t*, double> good[] = {
+      {L" 2.5", 2.5}, {L"\t\n-3", -3.0}, {L"+7", 7.0}, {L"1.5abc", 1.5}, {L"0x10", 0.0}, {L"2.5\u00e9", 2.5},
+      {L"Infinity", Limits::infinity()}};
+  for (const auto& [text, value] : good) {
+    double v = 99.0;
+    ASSERT_TRUE(TextToValue(text, v)) << text;
+    EXPECT_EQ(v, value);
+  }
+  double v = 0.0;
+  ASSERT_TRUE(TextToValue(L"0." + std::wstring(200, L'0') + L"1", v));  // longer than any buffer
+  EXPECT_EQ(v, 1e-201);
+  for (const wchar_t* bad : {L"", L"  ", L"abc", L"-", L"+-1", L"++1", L"1e400", L"e5", L"\u00e92"}) {
+    double d = 99.0;
+    EXPECT_FALSE(TextToValue(bad, d)) << bad;
+    EXPECT_EQ(d, 99.0);
+  }
+  EXPECT_EQ(ValueToText(std::int32_t{INT32_MIN}), L"-2147483648");
+  std::int32_t i = 0;
+  ASSERT_TRUE(TextToValue(L" +12.9kg", i));  // the document's integer rule
+  EXPECT_EQ(i, 12);
+  for (const wchar_t* bad : {L"", L"x", L"2147483648", L"- 1"}) {
+    EXPECT_FALSE(TextToValue(bad, i)) << bad;
+    EXPECT_EQ(i, 12);
+  }
+}
+
+TEST(StreamValueText, VectorsStringsAndSkeletons) {
+  EXPECT_EQ(ValueToText(qz_math::Vector2(0.1, -0.0)), L"0.1 -0");
+  EXPECT_EQ(ValueToText(qz_math::Vector3(1, 2.5, 5e-324)), L"1 2.5 5e-324");
+  qz_math::VectorN<6> six, back;
+  for (int i = 0; i < 6; ++i) six[i] = i * 0.1;
+  EXPECT_EQ(ValueToText(six), L"0 0.1 0.2 0.30000000000000004 0.4 0.5");
+  ASSERT_TRUE(TextToValue(ValueToText(six), back));
+  EXPECT_EQ(back, six);
+  qz_math::Vector2 v2;
+  ASSERT_TRUE(TextToValue(L"  -1e-300\t 3 trailing", v2));
+  EXPECT_EQ(v2, qz_math::Vector2(-1e-300, 3));
+
+  const qz_math::Vector3 before(7, 8, 9);
+  for (const wchar_t* bad : {L"", L"1 2", L"1,2,3", L"1-2 3", L"1 x 3", L"1 2 1e999"}) {
+    qz_math::Vector3 v = before;
+    EXPECT_FALSE(TextToValue(bad, v)) << bad;
+    EXPECT_EQ(v, before);
+  }
+
+  const std::wstring markup = L" <a & \"b\"> \U0001F600 ";
+  std::wstring s = L"old";
+  ASSERT_TRUE(TextToValue(ValueToText(markup), s));
+  EXPECT_EQ(s, markup);
+  qz_ovlib::PersonSkeletonData skeleton;
+  skeleton.personId = 3;
+  EXPECT_EQ(ValueToText(skeleton), L"");
+  EXPECT_FALSE(TextToValue(L"3", skeleton));
+  EXPECT_EQ(skeleton.personId, 3);
+}
+
+}  // namespace
+}  // namespace qz_dsc
