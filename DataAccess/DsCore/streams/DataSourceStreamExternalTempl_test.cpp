@@ -219,7 +219,7 @@ class ExternalStreamDocument : public ::testing::Test {
   }
   qz_com::ComPtr<IXMLDOMNode> StreamNode() {
     qz_com::ComPtr<IXMLDOMNode> node;
-    unit.GetNode().GetChild(L"DataSourceStream", node.GetAddressOf());
+    if (!unit.GetNode().GetChild(L"DataSourceStream", node.GetAddressOf())) node.Reset();
     return node;
   }
   qz_com::ComPtr<IXMLDOMDocument> doc;
