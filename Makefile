@@ -1,35 +1,46 @@
 # Entry points: `make test` sets up a fresh Debian machine, builds and runs
-# every test; `make test-sanitize` does the same with ASan and UBSan.
-.PHONY: all deps build test build-sanitize test-sanitize bench clean
+# every test; `make test-sanitize` does the same with ASan and UBSan;
+# `make check-headers` compiles each public header alone, also for Windows.
+# CXX=clang++ on the command line builds with Clang.
+.PHONY: all deps build test build-sanitize test-sanitize bench check-headers clean
 
 BUILD_DIR ?= build
 SANITIZE_DIR ?= build-sanitize
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
+# A compiler named on the command line or in the environment wins over the one
+# an existing build folder was configured with.
+CXX_FLAG := $(if $(filter-out default,$(origin CXX)),-DCMAKE_CXX_COMPILER=$(CXX))
+DEPS := $(if $(findstring clang,$(CXX)),clang)
 
 all: build
 
 deps:
-	@./scripts/install-deps.sh
+	@./scripts/install-deps.sh $(DEPS)
 
 build: deps
-	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
 
 build-sanitize: deps
-	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DDSCORE_SANITIZE=ON $(CMAKE_FLAGS)
+	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DDSCORE_SANITIZE=ON $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 
 test-sanitize: build-sanitize
 	ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS)
 
-bench: deps
-	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DDSCORE_BUILD_BENCH=ON -DDSCORE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+bench:
+	@./scripts/install-deps.sh bench $(DEPS)
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DDSCORE_BUILD_BENCH=ON -DDSCORE_BUILD_TESTS=OFF $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
+
+check-headers:
+	@./scripts/install-deps.sh mingw $(DEPS)
+	./scripts/check-headers.sh
 
 clean:
 	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) build-bench
