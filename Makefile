@@ -1,7 +1,9 @@
 # Entry points: `make test` sets up a fresh Debian machine, builds and runs
 # every test; `make test-sanitize` does the same with ASan and UBSan;
-# `make test-thread` runs the concurrency tests under ThreadSanitizer.
-.PHONY: all deps build test build-sanitize test-sanitize build-thread test-thread bench clean
+# `make test-thread` runs the concurrency tests under ThreadSanitizer;
+# `make check-headers` compiles each public header alone, also for Windows.
+# CXX=clang++ on the command line builds with Clang.
+.PHONY: all deps build test build-sanitize test-sanitize build-thread test-thread bench check-headers clean
 
 BUILD_DIR ?= build
 SANITIZE_DIR ?= build-sanitize
@@ -10,28 +12,32 @@ TSAN_DIR ?= build-tsan
 TSAN_TARGETS ?= streams_tests
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
+# A compiler named on the command line or in the environment wins over the one
+# an existing build folder was configured with.
+CXX_FLAG := $(if $(filter-out default,$(origin CXX)),-DCMAKE_CXX_COMPILER=$(CXX))
+DEPS := $(if $(findstring clang,$(CXX)),clang)
 
 all: build
 
 deps:
-	@./scripts/install-deps.sh
+	@./scripts/install-deps.sh $(DEPS)
 
 build: deps
-	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
 
 build-sanitize: deps
-	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DDSCORE_SANITIZE=ON $(CMAKE_FLAGS)
+	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DDSCORE_SANITIZE=ON $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 
 test-sanitize: build-sanitize
 	ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS)
 
 build-thread: deps
-	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDSCORE_TSAN=ON $(CMAKE_FLAGS)
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDSCORE_TSAN=ON $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build $(TSAN_DIR) -j $(JOBS) --target $(TSAN_TARGETS)
 
 # Address-space randomisation off (setarch -R): the ThreadSanitizer runtime
@@ -39,10 +45,15 @@ build-thread: deps
 test-thread: build-thread
 	setarch $$(uname -m) -R ctest --test-dir $(TSAN_DIR) --output-on-failure -R Concurrency
 
-bench: deps
-	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DDSCORE_BUILD_BENCH=ON -DDSCORE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+bench:
+	@./scripts/install-deps.sh bench $(DEPS)
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DDSCORE_BUILD_BENCH=ON -DDSCORE_BUILD_TESTS=OFF $(CXX_FLAG) $(CMAKE_FLAGS)
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
+
+check-headers:
+	@./scripts/install-deps.sh mingw $(DEPS)
+	./scripts/check-headers.sh
 
 clean:
 	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) build-bench

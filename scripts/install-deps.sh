@@ -1,10 +1,25 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build needs, when they are missing.
+# Installs the Debian packages a make target needs, when they are missing.
 # As root it runs apt-get; otherwise it prints the command to run and fails.
+#
+# Usage: install-deps.sh [group...]
+#   (always)  build and tests: CMake, g++, libxml2, utfcpp, GoogleTest
+#             (the GoogleTest CMake package also expects gmock), xmllint
+#             (one test checks a saved document with it)
+#   bench     Google Benchmark
+#   clang     Clang and its sanitizer run-time, for a build with CXX=clang++
+#   mingw     the MinGW-w64 cross compiler of the header check
 set -euo pipefail
 
-packages=(cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libxml2-dev libxml2-utils libutfcpp-dev)
+packages=(cmake make g++ libxml2-dev libutfcpp-dev libgtest-dev libgmock-dev libxml2-utils)
+for group in "$@"; do
+  case "$group" in
+    bench) packages+=(libbenchmark-dev) ;;
+    clang) packages+=(clang libclang-rt-dev) ;;
+    mingw) packages+=(g++-mingw-w64-x86-64) ;;
+    *) echo "install-deps.sh: unknown group '$group'" >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for p in "${packages[@]}"; do

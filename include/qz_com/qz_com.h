@@ -10,8 +10,19 @@
 #include <cstring>
 
 #if defined(_WIN32)
-#include <unknwn.h>
+// The COM base headers only. They would also declare the system's XML DOM,
+// whose names qz_dom defines itself on every platform: its include guard is
+// set first so that it stays out. Include this header before any other
+// system COM header.
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#define __msxml_h__
 #include <windows.h>
+#include <unknwn.h>
 #define QZ_STDMETHODCALLTYPE STDMETHODCALLTYPE
 #else
 
@@ -61,17 +72,6 @@ using REFGUID = const GUID&;
 inline bool IsEqualGUID(REFGUID a, REFGUID b) { return a == b; }
 inline bool IsEqualIID(REFIID a, REFIID b) { return a == b; }
 
-// Interface ids: specialise uuidof<I>() beside each interface
-// (QZ_DEFINE_UUIDOF), instead of a compiler extension.
-template <class T>
-GUID uuidof() = delete;
-
-#define QZ_DEFINE_UUIDOF(Iface, d1, d2, d3, b0, b1, b2, b3, b4, b5, b6, b7) \
-  template <>                                                             \
-  inline GUID uuidof<Iface>() {                                           \
-    return GUID{d1, d2, d3, {b0, b1, b2, b3, b4, b5, b6, b7}};            \
-  }
-
 struct IUnknown {
   virtual HRESULT QZ_STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) = 0;
   virtual ULONG QZ_STDMETHODCALLTYPE AddRef() = 0;
@@ -81,9 +81,21 @@ struct IUnknown {
   ~IUnknown() = default;
 };
 
-QZ_DEFINE_UUIDOF(IUnknown, 0x00000000, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46)
-
 #endif  // _WIN32
+
+// Interface ids: specialise uuidof<I>() beside each interface
+// (QZ_DEFINE_UUIDOF), instead of a compiler extension. The same on every
+// platform, so the interface table and ComPtr need no second branch.
+template <class T>
+GUID uuidof() = delete;
+
+#define QZ_DEFINE_UUIDOF(Iface, d1, d2, d3, b0, b1, b2, b3, b4, b5, b6, b7) \
+  template <>                                                             \
+  inline GUID uuidof<Iface>() {                                           \
+    return GUID{d1, d2, d3, {b0, b1, b2, b3, b4, b5, b6, b7}};            \
+  }
+
+QZ_DEFINE_UUIDOF(IUnknown, 0x00000000, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46)
 
 namespace qz_com {
 

@@ -203,6 +203,12 @@ namespace qz_dom {
 // Class id of the document class (the DOMDocument60 id of the platform).
 inline constexpr CLSID CLSID_DOMDocument60 = {0x88d96a05, 0xf192, 0x11d4, {0xa6, 0x5e, 0x00, 0x40, 0x96, 0x32, 0x51, 0xe5}};
 
+// The Windows headers make these two macros; here they are constants of this
+// namespace, with the same values, on every platform.
+#if defined(_WIN32)
+#undef REGDB_E_CLASSNOTREG
+#undef CLSCTX_ALL
+#endif
 constexpr HRESULT REGDB_E_CLASSNOTREG = static_cast<HRESULT>(0x80040154u);
 constexpr DWORD CLSCTX_ALL = 0x17;
 
