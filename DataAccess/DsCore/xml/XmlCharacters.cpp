@@ -5,9 +5,6 @@
 namespace qz_dsc {
 namespace {
 
-bool IsHighSurrogate(std::uint32_t c) noexcept { return c >= 0xD800 && c <= 0xDBFF; }
-bool IsLowSurrogate(std::uint32_t c) noexcept { return c >= 0xDC00 && c <= 0xDFFF; }
-
 // The Char production of XML 1.0 for one code point (surrogates excluded).
 bool IsXmlChar(std::uint32_t c) noexcept {
   if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
@@ -26,8 +23,9 @@ bool IsXmlCarriable(std::wstring_view text) noexcept {
     std::uint32_t c;
     if constexpr (sizeof(wchar_t) == 2) {
       c = static_cast<std::uint16_t>(text[i]);
-      if (IsHighSurrogate(c)) {
-        if (i + 1 < text.size() && IsLowSurrogate(static_cast<std::uint16_t>(text[i + 1]))) {
+      if (c >= 0xD800 && c <= 0xDBFF) {
+        const std::uint32_t next = i + 1 < text.size() ? static_cast<std::uint16_t>(text[i + 1]) : 0u;
+        if (next >= 0xDC00 && next <= 0xDFFF) {
           ++i;  // a pair: a character above U+FFFF
           continue;
         }
