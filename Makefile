@@ -31,5 +31,14 @@ bench: deps
 	cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b"; done
 
+# Fuzz targets built by clang; each runs FUZZ_SECONDS after replaying fuzz/regressions/.
+.PHONY: fuzz
+FUZZ_DIR ?= build-fuzz
+FUZZ_SECONDS ?= 60
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDSCORE_BUILD_FUZZ=ON -DDSCORE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_DIR) -j $(JOBS)
+	FUZZ_SECONDS=$(FUZZ_SECONDS) ./fuzz/run.sh $(FUZZ_DIR)
+
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) build-bench
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) build-bench $(FUZZ_DIR)
