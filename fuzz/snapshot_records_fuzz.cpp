@@ -53,11 +53,13 @@ Bytes Write(const Record& record, std::size_t capacity) {
 
 // A sample time after a write and a read: written as whole seconds and
 // whole milliseconds (both cut to 32 bits, then normalised as a time value),
-// read as (seconds * 1000 + second field) milliseconds.
+// normalised again by the reader, and read as (seconds * 1000 + second
+// field) milliseconds.
 std::int64_t AfterWriteAndRead(std::int64_t ticks) {
   const qz_std::TimeValue written(static_cast<std::int32_t>(ticks / qz_dsc::kTicksPerSecond),
                                   static_cast<std::int32_t>(ticks / qz_dsc::kTicksPerMillisecond));
-  return (static_cast<std::int64_t>(written.GetSeconds()) * 1000 + written.GetMicroseconds()) *
+  const qz_std::TimeValue read(written.GetSeconds(), written.GetMicroseconds());
+  return (static_cast<std::int64_t>(read.GetSeconds()) * 1000 + read.GetMicroseconds()) *
          qz_dsc::kTicksPerMillisecond;
 }
 
