@@ -2,11 +2,12 @@
 
 #include <libxml/parser.h>
 #include <libxml/xpathInternals.h>
-#include <utf8.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+
+#include "Utf8Text.h"
 
 namespace qz_dom::detail {
 namespace {
@@ -91,54 +92,19 @@ xmlXPathContextPtr DocState::XPathFor(xmlDocPtr doc) {
 }
 
 bool ToUtf8(std::wstring_view text, std::string& out) {
-  // Two passes: validate and size, then encode into place. Documents are
-  // large and mostly ASCII, so this avoids growing the string byte by byte.
-  std::size_t bytes = 0;
-  for (wchar_t wc : text) {
-    const auto cp = static_cast<std::uint32_t>(wc);
-    if (cp == 0 || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-    bytes += cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
-  }
-  out.resize(bytes);
-  char* p = out.data();
-  for (wchar_t wc : text) {
-    const auto cp = static_cast<std::uint32_t>(wc);
-    if (cp < 0x80) {
-      *p++ = static_cast<char>(cp);
-    } else {
-      p = utf8::unchecked::append(cp, p);
-    }
-  }
+  // libxml2 texts end at the first NUL: refused, so nothing is cut silently.
+  if (text.find(L'\0') != std::wstring_view::npos) return false;
+  utf8text::AssignUtf8(text, out);
   return true;
 }
 
-void AssignUtf8(std::string_view text, std::wstring& out) {
-  // libxml2 holds valid UTF-8 only: input is checked on the way in.
-  out.resize(text.size());
-  wchar_t* w = out.data();
-  const char* it = text.data();
-  const char* const end = it + text.size();
-  while (it != end) {
-    const auto c = static_cast<unsigned char>(*it);
-    if (c < 0x80) {
-      *w++ = static_cast<wchar_t>(c);
-      ++it;
-    } else {
-      *w++ = static_cast<wchar_t>(utf8::unchecked::next(it));
-    }
-  }
-  out.resize(static_cast<std::size_t>(w - out.data()));
-}
+void AssignUtf8(std::string_view text, std::wstring& out) { utf8text::AssignWide(text, out); }
 
-std::wstring FromUtf8(std::string_view text) {
-  std::wstring out;
-  AssignUtf8(text, out);
-  return out;
-}
+std::wstring FromUtf8(std::string_view text) { return utf8text::ToWide(text); }
 
 std::wstring FromUtf8(const xmlChar* text) {
   if (text == nullptr) return std::wstring();
-  return FromUtf8(std::string_view(AsChars(text)));
+  return utf8text::ToWide(std::string_view(AsChars(text)));
 }
 
 bool VariantText(const VARIANT& value, std::wstring& out) {

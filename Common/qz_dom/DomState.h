@@ -69,7 +69,8 @@ using StatePtr = std::shared_ptr<DocState>;
 // A new empty document with its own name dictionary; null when out of memory.
 xmlDocPtr NewEmptyDocument();
 
-// Text conversions. ToUtf8 refuses invalid code points and NUL (false).
+// Text conversions through the one UTF-8 converter (invalid input becomes
+// U+FFFD). ToUtf8 refuses text holding NUL (false), which libxml2 would cut.
 bool ToUtf8(std::wstring_view text, std::string& out);
 std::wstring FromUtf8(const xmlChar* text);
 std::wstring FromUtf8(std::string_view text);

@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "Utf8Text.h"
 #include "qz_com/ComPtr.h"
 #include "qz_com/ComVariant.h"
 #include "qz_dom/DomFast.h"
@@ -169,11 +170,47 @@ TEST(DomDocument, ParseErrorsAreReportedWithReasonAndLine) {
   EXPECT_EQ(XmlOf(oldRoot.Get()), L"<a/>");  // taken before the failed load, still valid
 
   EXPECT_EQ(S_FALSE, doc->loadXML(L"", &ok));
-  EXPECT_EQ(E_INVALIDARG, doc->loadXML(std::wstring(1, static_cast<wchar_t>(0xD800)), &ok));
+  EXPECT_EQ(E_INVALIDARG, doc->loadXML(std::wstring(L"<a/>\0", 5), &ok));  // NUL cannot reach libxml2
+  // An unpaired surrogate is U+FFFD: a well-formed document still loads.
+  EXPECT_EQ(S_OK, doc->loadXML(L"<a>" + std::wstring(1, static_cast<wchar_t>(0xD800)) + L"</a>", &ok));
+  EXPECT_EQ(XmlOf(doc.Get()), L"<a>\uFFFD</a>\n");
   EXPECT_EQ(S_OK, doc->loadXML(L"<ok/>", &ok));
   doc->get_parseError(error.ReleaseAndGetAddressOf());
   error->get_errorCode(&code);
   EXPECT_EQ(code, 0);
+}
+
+// libxml2 cuts the text of some messages at 50 bytes, possibly inside a
+// character. The reason must end in U+FFFD then, and decoding must not run
+// past the message (a 57-byte unterminated comment once crashed here).
+TEST(DomDocument, ParseMessageCutInsideACharacter) {
+  const std::wstring chars[] = {L"\u00e9", L"\u20ac", std::wstring(1, static_cast<wchar_t>(0x1F600))};
+  const std::size_t sizes[] = {2, 3, 4};
+  const std::wstring prefix = L"Comment not terminated \n<!--";
+  for (int c = 0; c < 3; ++c) {
+    // keep: bytes of the character before the cut; 0 and the full size keep it out or whole.
+    for (std::size_t keep = 0; keep <= sizes[c]; ++keep) {
+      const std::wstring ascii(50 - keep, L'0');
+      auto doc = NewDocument();
+      VARIANT_BOOL ok = VARIANT_TRUE;
+      ASSERT_EQ(S_FALSE, doc->loadXML(L"<!--" + ascii + chars[c] + L"xx", &ok));
+      EXPECT_EQ(VARIANT_FALSE, ok);
+      ComPtr<IXMLDOMParseError> error;
+      ASSERT_EQ(S_OK, doc->get_parseError(error.GetAddressOf()));
+      std::wstring reason;
+      ASSERT_EQ(S_OK, error->get_reason(&reason));
+      std::wstring expected = prefix + ascii;
+      if (keep == sizes[c]) expected += chars[c];
+      else if (keep > 0) expected += L"\uFFFD";
+      EXPECT_EQ(reason, expected) << sizes[c] << "-byte character, " << keep << " bytes kept";
+    }
+  }
+  // The document of the original report, byte for byte.
+  auto doc = NewDocument();
+  VARIANT_BOOL ok = VARIANT_TRUE;
+  const std::wstring report = L"<!--" + std::wstring(49, L'0') + L"\u00e9xx";
+  ASSERT_EQ(57u, utf8text::ToUtf8(report).size());
+  ASSERT_EQ(S_FALSE, doc->loadXML(report, &ok));
 }
 
 TEST(DomDocument, ExternalEntitiesAreNeverResolved) {

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-#include <utf8.h>
+#include "Utf8Text.h"
 
 namespace qz_log {
 namespace {
@@ -37,19 +37,9 @@ LogSink& Sink() {
   return sink;
 }
 
-std::string ToUtf8(const std::wstring& w) {
-  std::string out;
-  for (wchar_t c : w) {
-    char32_t cp = static_cast<char32_t>(c);
-    if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) cp = 0xFFFD;
-    utf8::unchecked::append(cp, std::back_inserter(out));
-  }
-  return out;
-}
-
 void DefaultSink(const LogRecord& r) {
   std::fprintf(stderr, "%s(%d): [%d/%d] %s\n", r.file.c_str(), r.line, r.category, r.level,
-               ToUtf8(r.message).c_str());
+               utf8text::ToUtf8(r.message).c_str());
 }
 
 void Deliver(int category, int level, const char* file, int line, std::wstring message) {

@@ -49,8 +49,8 @@ bool GetAttributeUtf8(ElementRef element, std::string_view qname, std::string& s
 bool GetFirstTextChild(ElementRef element, std::wstring& out);
 
 // Appends <name attrName="attrValue">text</name> (no namespaces) as the last
-// child of parent; empty text gives an empty element. The text must be valid
-// Unicode without NUL (E_INVALIDARG).
+// child of parent; empty text gives an empty element. Text holding NUL is
+// refused (E_INVALIDARG); an unpaired surrogate is stored as U+FFFD.
 HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std::wstring& text,
                           std::string_view attrName, std::string_view attrValue);
 

@@ -270,7 +270,7 @@ TEST(DataSourceEncoder, UnparsablePersistencyIsLoggedAndLeftOut) {
   EXPECT_EQ(log.Records()[0].category, 0);
   // Text that cannot even be handed to the parser fails the HRESULT check.
   DataSourceUnitEncoder unit2(mgr.GetDescriptionUnit());
-  ASSERT_TRUE(unit2.CreateDataSource(L"F", true, L"/f.csv", L"C", std::wstring(1, static_cast<wchar_t>(0xDC00)),
+  ASSERT_TRUE(unit2.CreateDataSource(L"F", true, L"/f.csv", L"C", std::wstring(L"<a/>\0", 5),
                                      false));
   ASSERT_EQ(log.Records().size(), 2u);
   EXPECT_EQ(log.Records()[1].message, L"QZCheckCondition: (((HRESULT)(hr)) >= 0)");

@@ -1,10 +1,9 @@
 #include "xml/ShellPath.h"
 
-#include <utf8.h>
-
 #include <filesystem>
-#include <iterator>
 #include <vector>
+
+#include "Utf8Text.h"
 
 namespace qz_dsc {
 namespace {
@@ -13,22 +12,10 @@ namespace fs = std::filesystem;
 
 // Paths travel as UTF-8 narrow strings, so no locale conversion is involved.
 // A character that is no Unicode scalar value becomes U+FFFD.
-fs::path ToPath(const std::wstring& text) {
-  std::string utf8;
-  for (wchar_t wc : text) {
-    auto cp = static_cast<std::uint32_t>(wc);
-    if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) cp = 0xFFFD;
-    utf8::unchecked::append(cp, std::back_inserter(utf8));
-  }
-  return fs::path(utf8);
-}
+// Invalid UTF-8 in a name read from the file system becomes U+FFFD too.
+fs::path ToPath(const std::wstring& text) { return fs::path(utf8text::ToUtf8(text)); }
 
-std::wstring FromPath(const fs::path& path) {
-  const std::string& utf8 = path.native();
-  std::wstring out;
-  utf8::unchecked::utf8to32(utf8.begin(), utf8.end(), std::back_inserter(out));
-  return out;
-}
+std::wstring FromPath(const fs::path& path) { return utf8text::ToWide(path.native()); }
 
 std::vector<fs::path> Components(const fs::path& p) {
   std::vector<fs::path> parts;

@@ -1,9 +1,7 @@
 #include "qz_dsc/XMLElementExt.h"
 
-#include <utf8.h>
 
-#include <iterator>
-
+#include "Utf8Text.h"
 #include "qz_com/ComError.h"
 #include "qz_dom/DomFast.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
@@ -13,17 +11,6 @@ namespace qz_dsc {
 namespace {
 
 using qz_com::ComPtr;
-
-// Attribute names as the DOM's bulk reader takes them; false for text that
-// cannot be a name.
-bool NameToUtf8(const wchar_t* name, std::string& out) {
-  for (const wchar_t* p = name; *p != L'\0'; ++p) {
-    const auto cp = static_cast<std::uint32_t>(*p);
-    if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-    utf8::unchecked::append(cp, std::back_inserter(out));
-  }
-  return true;
-}
 
 // The text a selected node stands for: an element's first text child, any
 // other node's own value.
@@ -41,8 +28,8 @@ bool NodeText(IXMLDOMNode* node, std::wstring& out) {
 template <class Int>
 bool ParseAttribute(IXMLDOMElement* element, const wchar_t* name, Int& out) {
   if (element == nullptr || name == nullptr) return false;
-  std::string utf8Name;
-  if (!NameToUtf8(name, utf8Name)) return false;
+  // An invalid character in the name is looked up as U+FFFD, as everywhere.
+  const std::string utf8Name = utf8text::ToUtf8(name);
   std::string scratch;
   std::string_view text;
   if (!qz_dom::GetAttributeUtf8(qz_dom::RefOf(element), utf8Name, scratch, text)) return false;
