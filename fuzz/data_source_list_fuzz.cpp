@@ -4,14 +4,14 @@
 // data source and each stream, through every getter. A document that does
 // not parse has its error read out. Getters may refuse; they must not crash,
 // and their documented guarantees are checked.
-#include <utf8.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "Utf8Text.h"
 #include "qz_com/ComPtr.h"
 #include "qz_dom/qz_dom.h"
 #include "qz_ds/qz_ds.h"
@@ -30,14 +30,8 @@ using qz_com::ComPtr;
 }
 
 std::wstring DecodeInput(const std::uint8_t* data, std::size_t size) {
-  const std::string bytes(reinterpret_cast<const char*>(data), size);
-  std::string valid;
-  utf8::replace_invalid(bytes.begin(), bytes.end(), std::back_inserter(valid));
-  std::wstring text;
-  for (auto it = valid.begin(); it != valid.end();) {
-    const auto cp = utf8::next(it, valid.end());
-    if (cp != 0) text.push_back(static_cast<wchar_t>(cp));  // a document holds no NUL
-  }
+  std::wstring text = utf8text::ToWide(std::string_view(reinterpret_cast<const char*>(data), size));
+  std::erase(text, L'\0');  // a document holds no NUL
   return text;
 }
 
