@@ -55,5 +55,15 @@ check-headers:
 	@./scripts/install-deps.sh mingw $(DEPS)
 	./scripts/check-headers.sh
 
+# Fuzz targets built by clang; each runs FUZZ_SECONDS after replaying fuzz/regressions/.
+.PHONY: fuzz
+FUZZ_DIR ?= build-fuzz
+FUZZ_SECONDS ?= 60
+fuzz:
+	@./scripts/install-deps.sh clang
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDSCORE_BUILD_FUZZ=ON -DDSCORE_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_DIR) -j $(JOBS)
+	FUZZ_SECONDS=$(FUZZ_SECONDS) ./fuzz/run.sh $(FUZZ_DIR)
+
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) build-bench
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) build-bench $(FUZZ_DIR)

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Runs every fuzz target of a build folder (default build-fuzz): first over
+# its past findings, fuzz/regressions/<target>/ (each file must pass), then
+# for FUZZ_SECONDS seconds (default 60) from the committed seeds,
+# fuzz/corpus/<target>/. New inputs go to <build>/fuzz-corpus/<target>/,
+# failing ones to <build>/fuzz-artifacts/<target>/. Fails if any target does.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build-fuzz}
+seconds=${FUZZ_SECONDS:-60}
+status=0
+for target in binary_deserializer snapshot_records time_text data_source_list; do
+  bin="$build/fuzz/fuzz_$target"
+  opts=(-rss_limit_mb=2048 -timeout=10)
+  [ "$target" = data_source_list ] && opts+=(-dict=fuzz/xml.dict)
+  if compgen -G "fuzz/regressions/$target/*" >/dev/null; then
+    echo "== $target: past findings"
+    "$bin" "${opts[@]}" fuzz/regressions/"$target"/* || { echo "== $target: a past finding fails"; status=1; }
+  fi
+  work="$build/fuzz-corpus/$target"
+  artifacts="$build/fuzz-artifacts/$target"
+  mkdir -p "$work" "$artifacts"
+  echo "== $target: ${seconds} s"
+  "$bin" "${opts[@]}" -max_total_time="$seconds" -artifact_prefix="$artifacts/" -print_final_stats=1 \
+    "$work" "fuzz/corpus/$target" || { echo "== $target: failed, input in $artifacts"; status=1; }
+done
+exit $status
