@@ -61,6 +61,27 @@ void SetNsAttribute(IXMLDOMDocument* doc, IXMLDOMElement* element, const std::ws
   ASSERT_EQ(S_OK, element->setAttributeNode(attr.Get(), nullptr));
 }
 
+// What a getter hands out; the getter must succeed.
+template <class V, class N, class M>
+V Got(N* node, HRESULT (M::*getter)(V*)) {
+  V value{};
+  EXPECT_EQ(S_OK, (node->*getter)(&value));
+  return value;
+}
+
+template <class N, class M>
+ComVariant Got(N* node, HRESULT (M::*getter)(VARIANT*)) {
+  ComVariant value;
+  EXPECT_EQ(S_OK, (node->*getter)(&value));
+  return value;
+}
+
+ComPtr<IXMLDOMElement> Root(IXMLDOMDocument* doc) {
+  ComPtr<IXMLDOMElement> root;
+  EXPECT_EQ(S_OK, doc->get_documentElement(root.GetAddressOf()));
+  return root;
+}
+
 std::wstring Attribute(IXMLDOMElement* element, const std::wstring& name) {
   ComVariant v;
   if (element->getAttribute(name, &v) != S_OK) return L"<absent>";
@@ -88,15 +109,10 @@ TEST(DomDocument, BuildsNamespacedTreeWithoutRedundantDeclarations) {
 
   ComPtr<IXMLDOMAttribute> type;
   ASSERT_EQ(S_OK, plain->getAttributeNode(L"xsi:type", type.GetAddressOf()));
-  std::wstring uri, prefix, base, name;
-  type->get_namespaceURI(&uri);
-  type->get_prefix(&prefix);
-  type->get_baseName(&base);
-  type->get_nodeName(&name);
-  EXPECT_EQ(uri, kUri);
-  EXPECT_EQ(prefix, L"xsi");
-  EXPECT_EQ(base, L"type");
-  EXPECT_EQ(name, L"xsi:type");
+  EXPECT_EQ(Got(type.Get(), &IXMLDOMNode::get_namespaceURI), kUri);
+  EXPECT_EQ(Got(type.Get(), &IXMLDOMNode::get_prefix), L"xsi");
+  EXPECT_EQ(Got(type.Get(), &IXMLDOMNode::get_baseName), L"type");
+  EXPECT_EQ(Got(type.Get(), &IXMLDOMNode::get_nodeName), L"xsi:type");
   EXPECT_EQ(Attribute(plain.Get(), L"name"), L"a<&\"b");
   EXPECT_EQ(Attribute(plain.Get(), L"type"), L"<absent>");  // qualified name only
   EXPECT_EQ(Attribute(root.Get(), L"xmlns:mpeg7"), kUri);
@@ -104,39 +120,27 @@ TEST(DomDocument, BuildsNamespacedTreeWithoutRedundantDeclarations) {
 
 TEST(DomDocument, NodeTypesNamesAndTree) {
   auto doc = Parse(L"<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<r a=\"1\">\n  <!-- c -->\n  <e>t\u00e9xt</e>\n</r>");
-  ComPtr<IXMLDOMElement> root;
-  ASSERT_EQ(S_OK, doc->get_documentElement(root.GetAddressOf()));
   ComPtr<IXMLDOMNodeList> children;
-  ASSERT_EQ(S_OK, root->get_childNodes(children.GetAddressOf()));
-  LONG length = 0;
-  children->get_length(&length);
-  ASSERT_EQ(length, 2);  // blank text between elements is dropped
+  ASSERT_EQ(S_OK, Root(doc.Get())->get_childNodes(children.GetAddressOf()));
+  ASSERT_EQ(Got(children.Get(), &IXMLDOMNodeList::get_length), 2);  // blank text between elements is dropped
   ComPtr<IXMLDOMNode> comment, element, text, none;
   children->get_item(0, comment.GetAddressOf());
   children->get_item(1, element.GetAddressOf());
   EXPECT_EQ(S_FALSE, children->get_item(2, none.GetAddressOf()));
   EXPECT_FALSE(none);
-  DOMNodeType t{};
-  comment->get_nodeType(&t);
-  EXPECT_EQ(t, NODE_COMMENT);
-  element->get_nodeType(&t);
-  EXPECT_EQ(t, NODE_ELEMENT);
-  doc->get_nodeType(&t);
-  EXPECT_EQ(t, NODE_DOCUMENT);
+  EXPECT_EQ(Got(comment.Get(), &IXMLDOMNode::get_nodeType), NODE_COMMENT);
+  EXPECT_EQ(Got(element.Get(), &IXMLDOMNode::get_nodeType), NODE_ELEMENT);
+  EXPECT_EQ(Got(doc.Get(), &IXMLDOMNode::get_nodeType), NODE_DOCUMENT);
   ASSERT_EQ(S_OK, element->get_firstChild(text.GetAddressOf()));
-  text->get_nodeType(&t);
-  EXPECT_EQ(t, NODE_TEXT);
+  EXPECT_EQ(Got(text.Get(), &IXMLDOMNode::get_nodeType), NODE_TEXT);
   ComVariant value;
   ASSERT_EQ(S_OK, text->get_nodeValue(&value));
   EXPECT_EQ(value.Text(), L"t\u00e9xt");
   EXPECT_EQ(S_FALSE, element->get_nodeValue(&value));
-  std::wstring name;
-  text->get_nodeName(&name);
-  EXPECT_EQ(name, L"#text");
+  EXPECT_EQ(Got(text.Get(), &IXMLDOMNode::get_nodeName), L"#text");
   ComPtr<IXMLDOMNode> next;
   ASSERT_EQ(S_OK, comment->get_nextSibling(next.GetAddressOf()));
-  next->get_nodeName(&name);
-  EXPECT_EQ(name, L"e");
+  EXPECT_EQ(Got(next.Get(), &IXMLDOMNode::get_nodeName), L"e");
   ComPtr<IXMLDOMDocument> owner;
   ASSERT_EQ(S_OK, text->get_ownerDocument(owner.GetAddressOf()));
   ComPtr<IXMLDOMDocument> none2;
@@ -167,9 +171,7 @@ TEST(DomDocument, FailedLoadsLeaveAnEmptyDocumentAndOldNodes) {
   EXPECT_EQ(S_OK, doc->loadXML(L"<ok/>", &ok));  // a good load clears the error
   ComPtr<IXMLDOMParseError> error;
   ASSERT_EQ(S_OK, doc->get_parseError(error.GetAddressOf()));
-  LONG code = -1;
-  error->get_errorCode(&code);
-  EXPECT_EQ(code, 0);
+  EXPECT_EQ(Got(error.Get(), &IXMLDOMParseError::get_errorCode), 0);
 }
 
 // libxml2 cuts the text of some messages at 50 bytes, possibly inside a
@@ -217,9 +219,7 @@ TEST(DomDocument, ExternalEntitiesAreNeverResolved) {
   VARIANT_BOOL ok = VARIANT_FALSE;
   const std::wstring p = path.wstring();
   doc->loadXML(L"<!DOCTYPE a [<!ENTITY e SYSTEM \"file://" + p + L"\">]><a>&e;</a>", &ok);
-  std::wstring text;
-  doc->get_text(&text);
-  EXPECT_EQ(text.find(L"SECRET"), std::wstring::npos);
+  EXPECT_EQ(Got(doc.Get(), &IXMLDOMNode::get_text).find(L"SECRET"), std::wstring::npos);
   std::filesystem::remove(path);
 }
 
@@ -234,21 +234,15 @@ TEST(DomDocument, SelectionsUseRegisteredNamespacesRelativeToNode) {
   ComVariant back;
   doc->getProperty(L"SelectionNamespaces", &back);
   EXPECT_EQ(back.Text().substr(0, 11), L"xmlns:mpeg7");
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
   ComPtr<IXMLDOMNode> unit;
-  ASSERT_EQ(S_OK, root->selectSingleNode(L"mpeg7:DescriptionUnit[@xsi:type=\"DataSourceListType\"]",
-                                         unit.GetAddressOf()));
+  ASSERT_EQ(S_OK, Root(doc.Get())->selectSingleNode(L"mpeg7:DescriptionUnit[@xsi:type=\"DataSourceListType\"]",
+                                                    unit.GetAddressOf()));
   ComPtr<IXMLDOMNodeList> list;
   ASSERT_EQ(S_OK, unit->selectNodes(L"a", list.GetAddressOf()));
-  LONG n = 0;
-  list->get_length(&n);
-  EXPECT_EQ(n, 2);
+  EXPECT_EQ(Got(list.Get(), &IXMLDOMNodeList::get_length), 2);
   ComPtr<IXMLDOMNode> attr;
   ASSERT_EQ(S_OK, unit->selectSingleNode(L"a[2]/@n", attr.GetAddressOf()));
-  ComVariant v;
-  attr->get_nodeValue(&v);
-  EXPECT_EQ(v.Text(), L"2");
+  EXPECT_EQ(Got(attr.Get(), &IXMLDOMNode::get_nodeValue).Text(), L"2");
   ComPtr<IXMLDOMNode> missing;
   EXPECT_EQ(S_FALSE, unit->selectSingleNode(L"b", missing.GetAddressOf()));
   EXPECT_FALSE(missing);
@@ -282,17 +276,14 @@ TEST(DomDocument, NodesOutliveTheirDocumentHandle) {
 
 TEST(DomDocument, AttributeReplacementAndAppendRules) {
   auto doc = Parse(L"<r a='1' b='2'/>");
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
+  auto root = Root(doc.Get());
   ComPtr<IXMLDOMAttribute> a, fresh, old;
   root->getAttributeNode(L"a", a.GetAddressOf());
   doc->createAttribute(L"a", fresh.GetAddressOf());
   fresh->put_value(ComVariant(2.5));
   ASSERT_EQ(S_OK, root->setAttributeNode(fresh.Get(), old.GetAddressOf()));
   EXPECT_EQ(XmlOf(root.Get()), L"<r a=\"2.5\" b=\"2\"/>");  // replaced in place
-  ComVariant v;
-  a->get_value(&v);  // the replaced node is still readable
-  EXPECT_EQ(v.Text(), L"1");
+  EXPECT_EQ(Got(a.Get(), &IXMLDOMAttribute::get_value).Text(), L"1");  // the replaced node is still readable
   ASSERT_TRUE(old);
   EXPECT_EQ(E_INVALIDARG, root->setAttributeNode(nullptr, nullptr));
   ComPtr<IXMLDOMElement> second;
@@ -320,8 +311,7 @@ TEST(DomDocument, AttributeReplacementAndAppendRules) {
 
 TEST(DomDocument, AppendingAnotherDocumentsNodeCopiesIt) {
   auto target = Parse(L"<m:r xmlns:m='urn:m'/>");
-  ComPtr<IXMLDOMElement> root;
-  target->get_documentElement(root.GetAddressOf());
+  auto root = Root(target.Get());
   ComPtr<IXMLDOMElement> foreign;
   {
     auto source = Parse(L"<m:s xmlns:m='urn:m' xmlns:o='urn:o'><o:k v='1'>x</o:k></m:s>");
@@ -333,8 +323,7 @@ TEST(DomDocument, AppendingAnotherDocumentsNodeCopiesIt) {
   EXPECT_EQ(XmlOf(foreign.Get()), L"<m:s xmlns:m=\"urn:m\" xmlns:o=\"urn:o\"><o:k v=\"1\">x</o:k></m:s>");
   ComPtr<IXMLDOMDocument> owner;
   copy->get_ownerDocument(owner.GetAddressOf());
-  std::wstring ownerXml = XmlOf(owner.Get());
-  EXPECT_EQ(ownerXml, XmlOf(target.Get()));
+  EXPECT_EQ(XmlOf(owner.Get()), XmlOf(target.Get()));
 }
 
 TEST(DomDocument, SavesAndLoadsFiles) {
@@ -375,8 +364,7 @@ TEST(DomDocument, CreationRules) {
 TEST(DomFast, ReadsChildElementsAndAttributesInPlace) {
   auto doc = Parse(L"<s><Value TimeStamp='1 1500'>a</Value><p:Value xmlns:p='urn:p' TimeStamp='9 9'/>"
                    L"<!-- c --><Value TimeStamp='0 &amp;0'/><Other/></s>");
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
+  auto root = Root(doc.Get());
   std::vector<qz_dom::ElementRef> values;
   ASSERT_EQ(S_OK, qz_dom::CollectChildElements(root.Get(), "Value", values));
   ASSERT_EQ(values.size(), 2u);
@@ -397,8 +385,7 @@ TEST(DomFast, ReadsChildElementsAndAttributesInPlace) {
 
 TEST(DomFast, AppendsTextElements) {
   auto doc = Parse(L"<s/>");
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
+  auto root = Root(doc.Get());
   ASSERT_EQ(S_OK, qz_dom::AppendTextElement(root.Get(), "Value", L"a&<\u00e9", "TimeStamp", "2 2500"));
   ASSERT_EQ(S_OK, qz_dom::AppendTextElement(root.Get(), "Value", L"", "TimeStamp", "0 0"));
   EXPECT_EQ(XmlOf(root.Get()),
@@ -423,21 +410,16 @@ TEST(DomDocument, MovedNodesKeepTheirNamespacesDeclared) {
 
 TEST(DomDocument, OutPointersAndTexts) {
   auto doc = Parse(L"<a>x<b>y</b>z</a>");
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
+  auto root = Root(doc.Get());
   EXPECT_EQ(E_POINTER, root->get_nodeName(nullptr));
   EXPECT_EQ(E_POINTER, root->selectSingleNode(L"b", nullptr));
   EXPECT_EQ(E_POINTER, doc->get_documentElement(nullptr));
   EXPECT_EQ(E_POINTER, doc->createNode(NODE_ELEMENT, L"e", L"", nullptr));
   EXPECT_EQ(E_INVALIDARG, root->appendChild(nullptr, nullptr));
-  std::wstring text;
-  ASSERT_EQ(S_OK, root->get_text(&text));
-  EXPECT_EQ(text, L"xyz");
+  EXPECT_EQ(Got(root.Get(), &IXMLDOMNode::get_text), L"xyz");
   ASSERT_EQ(S_OK, root->put_text(L"new"));
   EXPECT_EQ(XmlOf(root.Get()), L"<a>new</a>");
-  VARIANT_BOOL has = VARIANT_FALSE;
-  EXPECT_EQ(S_OK, root->hasChildNodes(&has));
-  EXPECT_EQ(has, VARIANT_TRUE);
+  EXPECT_EQ(Got(root.Get(), &IXMLDOMNode::hasChildNodes), VARIANT_TRUE);
   ComPtr<IXMLDOMNode> unknownType;
   EXPECT_EQ(E_INVALIDARG, doc->createNode(NODE_DOCUMENT, L"d", L"", unknownType.GetAddressOf()));
 }
@@ -489,14 +471,9 @@ ParseFailure FailedLoad(IXMLDOMDocument* doc, const std::wstring& text) {
   EXPECT_EQ(VARIANT_FALSE, ok);
   ComPtr<IXMLDOMParseError> error;
   EXPECT_EQ(S_OK, doc->get_parseError(error.GetAddressOf()));
-  ParseFailure f;
-  LONG code = 0;
-  EXPECT_EQ(S_OK, error->get_errorCode(&code));
-  EXPECT_NE(code, 0);
-  EXPECT_EQ(S_OK, error->get_line(&f.line));
-  EXPECT_EQ(S_OK, error->get_linepos(&f.column));
-  EXPECT_EQ(S_OK, error->get_reason(&f.reason));
-  return f;
+  EXPECT_NE(Got(error.Get(), &IXMLDOMParseError::get_errorCode), 0);
+  return {Got(error.Get(), &IXMLDOMParseError::get_line), Got(error.Get(), &IXMLDOMParseError::get_linepos),
+          Got(error.Get(), &IXMLDOMParseError::get_reason)};
 }
 
 std::wstring NonBmp(char32_t c) { return std::wstring(1, static_cast<wchar_t>(c)); }
@@ -536,21 +513,14 @@ TEST(DomDocument, CharactersAboveTheBasicPlane) {
   const std::wstring clef = NonBmp(0x1D11E);
   const std::wstring name = L"e" + NonBmp(0x10400);  // a valid XML name character
   auto doc = Parse(L"<r a='" + smile + L"'>" + clef + L"<" + name + L"/></r>");
-  ComPtr<IXMLDOMElement> root;
-  ASSERT_EQ(S_OK, doc->get_documentElement(root.GetAddressOf()));
-  ComVariant a;
-  ASSERT_EQ(S_OK, root->getAttribute(L"a", &a));
-  EXPECT_EQ(a.Text(), smile);
-  std::wstring text;
-  ASSERT_EQ(S_OK, root->get_text(&text));
-  EXPECT_EQ(text, clef);
+  auto root = Root(doc.Get());
+  EXPECT_EQ(Attribute(root.Get(), L"a"), smile);
+  EXPECT_EQ(Got(root.Get(), &IXMLDOMNode::get_text), clef);
   // (libxml2's XPath reads names by older rules that stop below U+10000, so
   // the element is reached by the tree.)
   ComPtr<IXMLDOMNode> child;
   ASSERT_EQ(S_OK, root->get_lastChild(child.GetAddressOf()));
-  std::wstring childName;
-  ASSERT_EQ(S_OK, child->get_nodeName(&childName));
-  EXPECT_EQ(childName, name);
+  EXPECT_EQ(Got(child.Get(), &IXMLDOMNode::get_nodeName), name);
 
   // Written through the DOM and the bulk writer, read back after a reload.
   ASSERT_EQ(S_OK, root->setAttribute(L"b", ComVariant(clef + smile)));
@@ -565,9 +535,7 @@ TEST(DomDocument, CharactersAboveTheBasicPlane) {
   EXPECT_EQ(fast, smile + L"x");
   ComPtr<IXMLDOMNode> b;
   ASSERT_EQ(S_OK, again->selectSingleNode(L"r/@b", b.GetAddressOf()));
-  ComVariant bv;
-  ASSERT_EQ(S_OK, b->get_nodeValue(&bv));
-  EXPECT_EQ(bv.Text(), clef + smile);
+  EXPECT_EQ(Got(b.Get(), &IXMLDOMNode::get_nodeValue).Text(), clef + smile);
 }
 
 // Bytes that are not UTF-8 in a file: the load fails with a reason and a
@@ -587,12 +555,8 @@ TEST(DomDocument, InvalidUtf8InAFile) {
   EXPECT_EQ(VARIANT_FALSE, ok);
   ComPtr<IXMLDOMParseError> error;
   ASSERT_EQ(S_OK, doc->get_parseError(error.GetAddressOf()));
-  LONG line = 0;
-  std::wstring reason;
-  error->get_line(&line);
-  error->get_reason(&reason);
-  EXPECT_EQ(line, 3);
-  EXPECT_FALSE(reason.empty());
+  EXPECT_EQ(Got(error.Get(), &IXMLDOMParseError::get_line), 3);
+  EXPECT_FALSE(Got(error.Get(), &IXMLDOMParseError::get_reason).empty());
   // Declared in another encoding, the same kind of byte is a character.
   {
     FILE* f = std::fopen(path.c_str(), "wb");
@@ -601,9 +565,7 @@ TEST(DomDocument, InvalidUtf8InAFile) {
     std::fclose(f);
   }
   ASSERT_EQ(S_OK, doc->load(path.wstring(), &ok));
-  std::wstring text;
-  ASSERT_EQ(S_OK, doc->get_text(&text));
-  EXPECT_EQ(text, L"caf\u00e9");
+  EXPECT_EQ(Got(doc.Get(), &IXMLDOMNode::get_text), L"caf\u00e9");
   std::filesystem::remove(path);
 }
 
@@ -628,25 +590,17 @@ TEST(DomDocument, NamespacesOfParsedNodes) {
   for (const auto& c : cases) {
     ComPtr<IXMLDOMNode> node;
     ASSERT_EQ(S_OK, doc->selectSingleNode(c.query, node.GetAddressOf())) << c.query;
-    std::wstring uri, prefix, base;
-    node->get_namespaceURI(&uri);
-    node->get_prefix(&prefix);
-    node->get_baseName(&base);
-    EXPECT_EQ(uri, c.uri) << c.query;
-    EXPECT_EQ(prefix, c.prefix) << c.query;
-    EXPECT_EQ(base, c.baseName) << c.query;
+    EXPECT_EQ(Got(node.Get(), &IXMLDOMNode::get_namespaceURI), c.uri) << c.query;
+    EXPECT_EQ(Got(node.Get(), &IXMLDOMNode::get_prefix), c.prefix) << c.query;
+    EXPECT_EQ(Got(node.Get(), &IXMLDOMNode::get_baseName), c.baseName) << c.query;
   }
   // XPath 1.0: an unprefixed name never matches an element in a default namespace.
   ComPtr<IXMLDOMNode> none;
   EXPECT_EQ(S_FALSE, doc->selectSingleNode(L"r", none.GetAddressOf()));
   // Namespace declarations read as attributes.
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
-  ComVariant decl;
-  ASSERT_EQ(S_OK, root->getAttribute(L"xmlns:p", &decl));
-  EXPECT_EQ(decl.Text(), L"urn:p");
-  ASSERT_EQ(S_OK, root->getAttribute(L"xmlns", &decl));
-  EXPECT_EQ(decl.Text(), L"urn:d");
+  auto root = Root(doc.Get());
+  EXPECT_EQ(Attribute(root.Get(), L"xmlns:p"), L"urn:p");
+  EXPECT_EQ(Attribute(root.Get(), L"xmlns"), L"urn:d");
   ComVariant missing;
   EXPECT_EQ(S_FALSE, root->getAttribute(L"xmlns:zz", &missing));
   EXPECT_EQ(missing.vt, VT_EMPTY);
@@ -654,8 +608,7 @@ TEST(DomDocument, NamespacesOfParsedNodes) {
 
 TEST(DomDocument, AttributeValuesFromVariantsAndEscaping) {
   auto doc = Parse(L"<r/>");
-  ComPtr<IXMLDOMElement> root;
-  doc->get_documentElement(root.GetAddressOf());
+  auto root = Root(doc.Get());
   VARIANT b;
   VariantInit(&b);
   b.vt = VT_BOOL;
@@ -673,19 +626,12 @@ TEST(DomDocument, AttributeValuesFromVariantsAndEscaping) {
   EXPECT_EQ(XmlOf(root.Get()),
             L"<r i=\"again\" l=\"-9000000000\" b=\"true\" d=\"0.1\" s=\"&lt;&amp;&gt;&quot;'&#9;&#10;\"/>");
   // The escaped text reads back exactly after a reload.
-  auto again = Parse(XmlOf(doc.Get()));
-  ComPtr<IXMLDOMElement> root2;
-  again->get_documentElement(root2.GetAddressOf());
-  ComVariant s;
-  ASSERT_EQ(S_OK, root2->getAttribute(L"s", &s));
-  EXPECT_EQ(s.Text(), L"<&>\"'\t\n");
+  EXPECT_EQ(Attribute(Root(Parse(XmlOf(doc.Get())).Get()).Get(), L"s"), L"<&>\"'\t\n");
   // Entity-like text set on an attribute node is stored as written, not parsed.
   ComPtr<IXMLDOMAttribute> attr;
   ASSERT_EQ(S_OK, root->getAttributeNode(L"i", attr.GetAddressOf()));
   ASSERT_EQ(S_OK, attr->put_value(ComVariant(L"&amp;")));
-  ComVariant back;
-  ASSERT_EQ(S_OK, attr->get_value(&back));
-  EXPECT_EQ(back.Text(), L"&amp;");
+  EXPECT_EQ(Got(attr.Get(), &IXMLDOMAttribute::get_value).Text(), L"&amp;");
   VARIANT unsupported;
   VariantInit(&unsupported);
   unsupported.vt = static_cast<VARTYPE>(0x4000 | VT_I4);  // by reference
@@ -706,11 +652,7 @@ TEST(DomDocument, NodeListsAndReloadsOutliveTheDocument) {
   }
   std::wstring joined;
   ComPtr<IXMLDOMNode> item;
-  while (list->nextNode(item.ReleaseAndGetAddressOf()) == S_OK) {
-    std::wstring t;
-    item->get_text(&t);
-    joined += t;
-  }
+  while (list->nextNode(item.ReleaseAndGetAddressOf()) == S_OK) joined += Got(item.Get(), &IXMLDOMNode::get_text);
   EXPECT_EQ(joined, L"123");
   EXPECT_EQ(S_FALSE, list->get_item(3, item.ReleaseAndGetAddressOf()));
   EXPECT_FALSE(item);

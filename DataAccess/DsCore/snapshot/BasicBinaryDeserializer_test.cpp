@@ -9,6 +9,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -70,6 +71,11 @@ std::wstring Wide(std::initializer_list<unsigned> values) {
   return s;
 }
 
+// The position and the failure flag, compared in one go.
+std::pair<std::int64_t, bool> StateOf(const BasicBinaryDeserializer& d) { return {d.GetPosition(), !d}; }
+constexpr bool kFailed = true;
+constexpr bool kGood = false;
+
 std::pair<int, int> Fields(const TimeValue& t) { return {t.GetSeconds(), t.GetMicroseconds()}; }
 
 qz_math::VectorN<6> Ramp(double first, double step) {
@@ -112,9 +118,8 @@ void ExpectShortReadFails(std::size_t size, T old) {
   BasicBinaryDeserializer d = Over(bytes);
   T target = old;
   d >> target;
-  EXPECT_TRUE(!d);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, kFailed));
   EXPECT_EQ(target, old);
-  EXPECT_EQ(d.GetPosition(), 0);
 }
 
 // Records the error codes reported through the fatal-error hook for one test
@@ -226,12 +231,8 @@ TEST(BasicBinaryDeserializer, FailureIsStickyUntilResetWhichKeepsThePosition) {
   int a = 0, b = 0, c = 5;
   Vector2 v(5, 6);
   d >> a >> b >> v >> c;
-  EXPECT_TRUE(!d);
-  EXPECT_EQ(a, -1);
-  EXPECT_EQ(b, 20);
-  EXPECT_EQ(v, Vector2(0, 0));
-  EXPECT_EQ(c, 5);
-  EXPECT_EQ(d.GetPosition(), 24);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{24}, kFailed));
+  EXPECT_EQ(std::tuple(a, b, v, c), std::tuple(-1, 20, Vector2(0, 0), 5));
   ASSERT_TRUE(d.SeekTo(0));
   EXPECT_TRUE(!d);  // SeekTo leaves the flag
   // Every read fails at once although the bytes are there; only a TimeValue is assigned.
@@ -240,16 +241,11 @@ TEST(BasicBinaryDeserializer, FailureIsStickyUntilResetWhichKeepsThePosition) {
   v = Vector2(5, 6);
   TimeValue t(9, 9);
   d >> c >> v >> t;
-  EXPECT_EQ(c, 5);
-  EXPECT_EQ(s, L"old");
-  EXPECT_EQ(v, Vector2(5, 6));
-  EXPECT_EQ(Fields(t), std::make_pair(0, 0));
   EXPECT_FALSE(d.PeekInt(c));
-  EXPECT_EQ(c, 5);
-  EXPECT_EQ(d.GetPosition(), 0);
+  EXPECT_EQ(std::tuple(c, s, v, Fields(t)), std::tuple(5, std::wstring(L"old"), Vector2(5, 6), std::pair(0, 0)));
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, kFailed));
   d.Reset();
-  EXPECT_FALSE(!d);
-  EXPECT_EQ(d.GetPosition(), 0);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, kGood));
   d >> c;
   EXPECT_EQ(c, -1);
 }
@@ -260,16 +256,14 @@ TEST(BasicBinaryDeserializer, CompositeReadThatDoesNotFitRollsBackButKeepsItsLea
   int lead = 0;
   Vector2 v(-1.0, -2.0);
   d >> lead >> v;
-  EXPECT_TRUE(!d);
-  EXPECT_EQ(d.GetPosition(), 4);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{4}, kFailed));
   EXPECT_EQ(v, Vector2(3.0, -2.0));
 
   Bytes forty = Cat({Double(1), Double(2), Double(3), Double(4), Double(5)});
   BasicBinaryDeserializer e = Over(forty);
   qz_math::VectorN<6> v6 = Ramp(99, 0);
   e >> v6;
-  EXPECT_TRUE(!e);
-  EXPECT_EQ(e.GetPosition(), 0);
+  EXPECT_EQ(StateOf(e), std::pair(std::int64_t{0}, kFailed));
   qz_math::VectorN<6> expected = Ramp(1, 1);
   expected[5] = 99;
   EXPECT_EQ(v6, expected);
@@ -282,8 +276,7 @@ TEST(BasicBinaryDeserializer, CompositeReadThatDoesNotFitRollsBackButKeepsItsLea
     BasicBinaryDeserializer f = Over(bytes);
     TimeValue t(5, 5);
     f >> t;
-    EXPECT_TRUE(!f);
-    EXPECT_EQ(f.GetPosition(), 0);
+    EXPECT_EQ(StateOf(f), std::pair(std::int64_t{0}, kFailed));
     EXPECT_EQ(Fields(t), std::make_pair(size == 6 ? 7 : 0, 0));
   }
 }
@@ -323,9 +316,8 @@ TEST(BasicBinaryDeserializer, StringCountsThatDoNotFitFailOrThrowStringTooLong) 
       thrown = e.what();
     }
     EXPECT_EQ(thrown, c.throws ? "string too long" : "");
-    EXPECT_EQ(!d, !c.throws);
+    EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, !c.throws));
     EXPECT_EQ(s, L"old");
-    EXPECT_EQ(d.GetPosition(), 0);
   }
 }
 
@@ -337,12 +329,12 @@ TEST(BasicBinaryDeserializer, PeekIntSeekToIsEndAndClearBoundaries) {
   int v = 0;
   EXPECT_TRUE(d.PeekInt(v));
   EXPECT_EQ(v, 0x01020304);
-  EXPECT_EQ(d.GetPosition(), 0);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, kGood));
   EXPECT_TRUE(d.SeekTo(7));
   v = 77;
   EXPECT_FALSE(d.PeekInt(v));  // three bytes left: false, and the flag stays clear
   EXPECT_EQ(v, 77);
-  EXPECT_FALSE(!d);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{7}, kGood));
   EXPECT_FALSE(d.IsEnd());
   EXPECT_TRUE(d.SeekTo(9));
   EXPECT_FALSE(d.IsEnd());
@@ -355,8 +347,7 @@ TEST(BasicBinaryDeserializer, PeekIntSeekToIsEndAndClearBoundaries) {
   ASSERT_TRUE(!d);
   EXPECT_TRUE(d.SeekTo(0));
   d.Clear();  // everything consumed, the flag left
-  EXPECT_EQ(d.GetPosition(), 10);
-  EXPECT_TRUE(!d);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{10}, kFailed));
 }
 
 // ---- CreateDeserializer ----
@@ -375,10 +366,8 @@ TEST(BasicBinaryDeserializer, CreateDeserializerStartsAtThePositionAndOnlyChecks
   ASSERT_TRUE(!d && !t);
   EXPECT_TRUE(d.SeekTo(8));
   EXPECT_TRUE(d.CreateDeserializer(t, 100, 0, false));
-  EXPECT_TRUE(!d);   // the source's flag stays
-  EXPECT_FALSE(!t);  // the target's is cleared
-  EXPECT_EQ(d.GetPosition(), 8);
-  EXPECT_EQ(t.GetPosition(), 0);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{8}, kFailed));  // the source's flag stays
+  EXPECT_EQ(StateOf(t), std::pair(std::int64_t{0}, kGood));    // the target's is cleared
   bytes[8] = 0xEE;  // not a copy
   int v = 0;
   t >> v;
@@ -423,13 +412,13 @@ TEST(BasicBinaryDeserializer, ResizeCompactsTheUnreadBytesOfAnOwnedBuffer) {
   EXPECT_TRUE(d.SeekTo(8));
   EXPECT_FALSE(d.Resize(11));  // 12 bytes unread
   EXPECT_TRUE(d.Resize(12));   // equal: nothing changes
-  EXPECT_EQ(d.GetPosition(), 8);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{8}, kFailed));
   EXPECT_FALSE(d.Resize(kHugeSize));  // allocation fails
-  EXPECT_EQ(d.GetPosition(), 8);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{8}, kFailed));
   EXPECT_TRUE(d.Resize(16));
   EXPECT_TRUE(!d);  // the flag is left alone
   d.Reset();
-  EXPECT_EQ(d.GetPosition(), 0);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, kGood));
   EXPECT_EQ(Rest(d), (Values{3, 4, 5}));
   EXPECT_TRUE(d.IsEnd());
   EXPECT_TRUE(d.Resize(4));  // nothing unread
@@ -447,8 +436,7 @@ TEST(BasicBinaryDeserializer, CopiesTakeEveryFieldAsItStandsOwnershipIncluded) {
   owner >> v >> x;
   BasicBinaryDeserializer copy;
   copy = owner;
-  EXPECT_TRUE(!copy);
-  EXPECT_EQ(copy.GetPosition(), 4);
+  EXPECT_EQ(StateOf(copy), std::pair(std::int64_t{4}, kFailed));
   copy.Reset();
   EXPECT_TRUE(!owner);
   EXPECT_TRUE(copy.Resize(8));        // owning, so it may compact (and frees the shared buffer)
@@ -463,7 +451,7 @@ TEST_F(BasicBinaryDeserializerFault, CopyingConstructorReportsAndHoldsZeros) {
   BasicBinaryDeserializer d(bytes.data(), 4, true);  // bound 0: a range error
   EXPECT_EQ(s_codes, Codes{34});
   EXPECT_EQ(Rest(d), Values{0});
-  EXPECT_FALSE(!d);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{4}, kGood));
   EXPECT_TRUE(d.IsEnd());
   EXPECT_TRUE(d.Resize(8));  // it owns its buffer
 
@@ -499,7 +487,7 @@ TEST_F(BasicBinaryDeserializerFault, AttachKeepsABigEnoughOwnedBufferWithItsCapa
 
   Bytes second = Ints({8});
   d.AttachBuffer(second.data(), 4, true);  // kept (capacity 16 >= 4)
-  EXPECT_EQ(d.GetPosition(), 0);
+  EXPECT_EQ(StateOf(d), std::pair(std::int64_t{0}, kGood));
   EXPECT_EQ(Rest(d), Values{8});
   EXPECT_TRUE(d.IsEnd());
   d.AttachBuffer(nullptr, 4, true);  // kept, null source: an invalid argument, and zeros

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "qz_dsc/BasicBinaryDeserializer.h"
@@ -63,23 +64,19 @@ std::shared_ptr<StreamModifier> FilledStream(const std::wstring& id, qz_ds::Stre
 
 template <class T>
 void ExpectSameStream(const StreamModifier& a, const StreamModifier& b) {
-  EXPECT_EQ(a.GetId(), b.GetId());
-  EXPECT_EQ(a.GetType(), b.GetType());
-  EXPECT_EQ(a.GetFlowType(), b.GetFlowType());
-  EXPECT_EQ(a.GetLimitCount(), b.GetLimitCount());
-  EXPECT_EQ(a.GetFreezeDelay(), b.GetFreezeDelay());
-  EXPECT_EQ(a.GetInterpolationType(), b.GetInterpolationType());
-  EXPECT_EQ(a.GetValueUnit(), b.GetValueUnit());
-  EXPECT_EQ(a.GetTrailingAttribute(), b.GetTrailingAttribute());
+  const auto fields = [](const StreamModifier& m) {
+    return std::tuple(m.GetId(), m.GetType(), m.GetFlowType(), m.GetLimitCount(), m.GetFreezeDelay(),
+                      m.GetInterpolationType(), m.GetValueUnit(), m.GetTrailingAttribute());
+  };
+  EXPECT_EQ(fields(a), fields(b));
   auto bufferA = std::dynamic_pointer_cast<StreamModifierRawBuffer<T>>(a.GetInternalBuffer());
   auto bufferB = std::dynamic_pointer_cast<StreamModifierRawBuffer<T>>(b.GetInternalBuffer());
   ASSERT_NE(bufferA, nullptr);
   ASSERT_NE(bufferB, nullptr);
-  EXPECT_EQ(bufferA->GetFlags(), bufferB->GetFlags());
-  EXPECT_TRUE(bufferA->GetDefaultValue() == bufferB->GetDefaultValue());
-  EXPECT_TRUE(bufferA->GetLowRange() == bufferB->GetLowRange());
-  EXPECT_TRUE(bufferA->GetHighRange() == bufferB->GetHighRange());
-  EXPECT_TRUE(bufferA->GetSamples() == bufferB->GetSamples());
+  const auto values = [](const StreamModifierRawBuffer<T>& r) {
+    return std::tuple(r.GetFlags(), r.GetDefaultValue(), r.GetLowRange(), r.GetHighRange(), r.GetSamples());
+  };
+  EXPECT_TRUE(values(*bufferA) == values(*bufferB));
 }
 
 qz_math::VectorN<6> Vector6(double first) {

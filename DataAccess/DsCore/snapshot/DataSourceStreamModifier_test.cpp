@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "qz_dsc/BasicBinaryDeserializer.h"
@@ -31,6 +33,12 @@ Bytes Written(const BasicBinarySerializer& s) {
 int ReadInto(Modifier& modifier, Bytes bytes) {
   BasicBinaryDeserializer d(bytes.data(), static_cast<std::int64_t>(bytes.size()), false);
   return modifier.DeserializeFrom(d);
+}
+
+// Every header field, compared in one go.
+auto Fields(const Modifier& m) {
+  return std::tuple(m.GetId(), m.GetType(), m.GetFlowType(), m.GetLimitCount(), m.GetFreezeDelay(),
+                    m.GetInterpolationType(), m.GetValueUnit(), m.GetTrailingAttribute());
 }
 
 TEST(DataSourceStreamModifier, EmptyIntRecordLayout) {
@@ -69,13 +77,12 @@ TEST(DataSourceStreamModifier, NeedsABufferToBeWritten) {
 TEST(DataSourceStreamModifier, CreateOnlyForTypesWithABuffer) {
   Modifier modifier;
   ASSERT_TRUE(modifier.Create(L"v", qz_ds::StreamBasicType_Vector6));
-  EXPECT_EQ(modifier.GetType(), qz_ds::StreamBasicType_Vector6);
-  EXPECT_EQ(modifier.GetId(), L"v");
+  EXPECT_EQ(std::pair(modifier.GetId(), modifier.GetType()),
+            std::pair(std::wstring(L"v"), qz_ds::StreamBasicType_Vector6));
   ASSERT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(5)), kSet);
 
   EXPECT_FALSE(modifier.Create(L"w", qz_ds::StreamBasicType_Vector3));
-  EXPECT_EQ(modifier.GetType(), qz_ds::StreamBasicType_None);
-  EXPECT_EQ(modifier.GetId(), L"");
+  EXPECT_EQ(std::pair(modifier.GetId(), modifier.GetType()), std::pair(std::wstring(), qz_ds::StreamBasicType_None));
   EXPECT_EQ(modifier.GetInternalBuffer(), nullptr);
   EXPECT_EQ(modifier.GetLimitCount(), 5);  // attributes survive a new Create
 
@@ -107,17 +114,15 @@ TEST(DataSourceStreamModifier, SetAttributeResultCodes) {
   EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, TextVariant(L"m")), kSet);
   EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, IntVariant(1)), kWrongType);
   EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, TextVariant(L"1")), kWrongType);
-  EXPECT_EQ(modifier.GetLimitCount(), -7);
-  EXPECT_EQ(modifier.GetFreezeDelay(), 3);
-  EXPECT_EQ(modifier.GetTrailingAttribute(), 9);
-  EXPECT_EQ(modifier.GetValueUnit(), L"m");
+  EXPECT_EQ(std::tuple(modifier.GetLimitCount(), modifier.GetFreezeDelay(), modifier.GetTrailingAttribute(),
+                       modifier.GetValueUnit()),
+            std::tuple(-7, 3, 9, std::wstring(L"m")));
 
   EXPECT_EQ(modifier.SetAttribute(Modifier::HighRange, IntVariant(4)), kSet);
   EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, DoubleVariant(4)), kWrongType);
   auto buffer = std::dynamic_pointer_cast<StreamModifierRawBuffer<int>>(modifier.GetInternalBuffer());
   ASSERT_NE(buffer, nullptr);
-  EXPECT_EQ(buffer->GetFlags(), 4);
-  EXPECT_EQ(buffer->GetHighRange(), 4);
+  EXPECT_EQ(std::pair(buffer->GetFlags(), buffer->GetHighRange()), std::pair(4, 4));
 
   for (int id : {0, 3, 5, 512, -1}) {
     EXPECT_EQ(modifier.SetAttribute(static_cast<Modifier::StreamAttributeId>(id), IntVariant(0)), kUnknown) << id;
@@ -127,12 +132,12 @@ TEST(DataSourceStreamModifier, SetAttributeResultCodes) {
 TEST(DataSourceStreamModifier, RoundTripKeepsEveryField) {
   Modifier modifier;
   ASSERT_TRUE(modifier.Create(L"speed", qz_ds::StreamBasicType_Float));
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FlowType, IntVariant(1)), kSet);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::LimitCount, IntVariant(50)), kSet);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::FreezeDelay, IntVariant(2)), kSet);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::InterpolationType, IntVariant(1)), kSet);
+  for (const auto& [id, value] : std::initializer_list<std::pair<Modifier::StreamAttributeId, int>>{
+           {Modifier::FlowType, 1}, {Modifier::LimitCount, 50}, {Modifier::FreezeDelay, 2},
+           {Modifier::InterpolationType, 1}, {Modifier::TrailingAttribute, -3}}) {
+    EXPECT_EQ(modifier.SetAttribute(id, IntVariant(value)), kSet) << id;
+  }
   EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, TextVariant(L"km/h")), kSet);
-  EXPECT_EQ(modifier.SetAttribute(Modifier::TrailingAttribute, IntVariant(-3)), kSet);
   EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, DoubleVariant(-1.5)), kSet);
   modifier.GetInternalBuffer()->AddSample(1'230'000, DoubleVariant(0.25));
   BasicBinarySerializer s(512);
@@ -140,25 +145,16 @@ TEST(DataSourceStreamModifier, RoundTripKeepsEveryField) {
 
   Modifier back;
   ASSERT_EQ(ReadInto(back, Written(s)), 0);
-  EXPECT_EQ(back.GetId(), L"speed");
-  EXPECT_EQ(back.GetType(), qz_ds::StreamBasicType_Float);
-  EXPECT_EQ(back.GetFlowType(), Modifier::StreamFlowType_Constant);
-  EXPECT_EQ(back.GetLimitCount(), 50);
-  EXPECT_EQ(back.GetFreezeDelay(), 2);
-  EXPECT_EQ(back.GetInterpolationType(), Modifier::StreamInterpolationType_1);
-  EXPECT_EQ(back.GetValueUnit(), L"km/h");
-  EXPECT_EQ(back.GetTrailingAttribute(), -3);
+  EXPECT_EQ(Fields(back), std::tuple(std::wstring(L"speed"), qz_ds::StreamBasicType_Float,
+                                     Modifier::StreamFlowType_Constant, 50, 2, Modifier::StreamInterpolationType_1,
+                                     std::wstring(L"km/h"), -3));
   auto buffer = std::dynamic_pointer_cast<StreamModifierRawBuffer<double>>(back.GetInternalBuffer());
   ASSERT_NE(buffer, nullptr);
-  EXPECT_EQ(buffer->GetFlags(), 2);
-  EXPECT_EQ(buffer->GetLowRange(), -1.5);
-  ASSERT_EQ(buffer->GetCount(), 1);
-  EXPECT_EQ(buffer->GetSamples()[0].first, 1'230'000);
-  EXPECT_EQ(buffer->GetSamples()[0].second, 0.25);
+  EXPECT_EQ(std::pair(buffer->GetFlags(), buffer->GetLowRange()), std::pair(2, -1.5));
+  EXPECT_EQ(buffer->GetSamples(), (std::vector<std::pair<std::int64_t, double>>{{1'230'000, 0.25}}));
 
   back.ClearData();
-  EXPECT_EQ(buffer->GetCount(), 0);
-  EXPECT_EQ(buffer->GetFlags(), 2);
+  EXPECT_EQ(std::pair(buffer->GetCount(), buffer->GetFlags()), std::pair(0, 2));
 }
 
 // A record header with the given type, flow type and empty unit.
@@ -174,8 +170,8 @@ TEST(DataSourceStreamModifier, ReadingStoresFieldsUncheckedAndNeedsABufferType) 
   Modifier modifier;
   ASSERT_TRUE(modifier.Create(L"old", qz_ds::StreamBasicType_Int));
   EXPECT_EQ(ReadInto(modifier, vector3), -1);
-  EXPECT_EQ(modifier.GetId(), L"s");
-  EXPECT_EQ(modifier.GetType(), qz_ds::StreamBasicType_Vector3);
+  EXPECT_EQ(std::pair(modifier.GetId(), modifier.GetType()),
+            std::pair(std::wstring(L"s"), qz_ds::StreamBasicType_Vector3));
   EXPECT_EQ(modifier.GetInternalBuffer(), nullptr);
 
   Bytes odd = Header(2, 7);

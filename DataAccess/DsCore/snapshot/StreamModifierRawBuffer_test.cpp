@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -51,12 +52,9 @@ Bytes IntSnapshot(const std::vector<std::array<std::int32_t, 3>>& samples) {
   return Written(s);
 }
 
-TEST(StreamModifierRawBuffer, EmptyIntBufferIsFlagsAndCount) {
-  EXPECT_EQ(Write(IntBuffer()), Bytes(8, 0));
-}
-
 TEST(StreamModifierRawBuffer, FlagsSelectTheAttributesWritten) {
   IntBuffer buffer;
+  EXPECT_EQ(Write(buffer), Bytes(8, 0));  // empty: flags and count
   ASSERT_EQ(buffer.SetDefaultValue(DataSourceStreamVariantDerived<int>(7)), 0);
   ASSERT_EQ(buffer.SetHighRange(DataSourceStreamVariantDerived<int>(9)), 0);
   EXPECT_EQ(buffer.GetFlags(), 5);
@@ -65,10 +63,8 @@ TEST(StreamModifierRawBuffer, FlagsSelectTheAttributesWritten) {
   int result = 1;
   IntBuffer back = Read<int>(Write(buffer), result);
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(back.GetFlags(), 5);
-  EXPECT_EQ(back.GetDefaultValue(), 7);
-  EXPECT_EQ(back.GetLowRange(), 0);
-  EXPECT_EQ(back.GetHighRange(), 9);
+  EXPECT_EQ((std::array{back.GetFlags(), back.GetDefaultValue(), back.GetLowRange(), back.GetHighRange()}),
+            (std::array{5, 7, 0, 9}));
 }
 
 TEST(StreamModifierRawBuffer, SampleTimesKeepTheirAsymmetricConversion) {
@@ -83,11 +79,8 @@ TEST(StreamModifierRawBuffer, SampleTimesKeepTheirAsymmetricConversion) {
   int result = 1;
   IntBuffer back = Read<int>(Write(buffer), result);
   ASSERT_EQ(result, 0);
-  ASSERT_EQ(back.GetCount(), 4);
-  EXPECT_EQ(back.GetSamples()[0], (IntBuffer::Sample{5'000'000, 1}));
-  EXPECT_EQ(back.GetSamples()[1], (IntBuffer::Sample{25'000'000, 2}));
-  EXPECT_EQ(back.GetSamples()[2], (IntBuffer::Sample{-25'000'000, 3}));
-  EXPECT_EQ(back.GetSamples()[3], (IntBuffer::Sample{20'020'000'000, 4}));
+  EXPECT_EQ(back.GetSamples(), (std::vector<IntBuffer::Sample>{
+                                   {5'000'000, 1}, {25'000'000, 2}, {-25'000'000, 3}, {20'020'000'000, 4}}));
 }
 
 TEST(StreamModifierRawBuffer, ExtremeTimesConvertWithoutOverflow) {
@@ -99,10 +92,9 @@ TEST(StreamModifierRawBuffer, ExtremeTimesConvertWithoutOverflow) {
                                           {std::numeric_limits<std::int32_t>::min(), -999'999, 0}}),
                              result);
   ASSERT_EQ(result, 0);
-  ASSERT_EQ(back.GetCount(), 3);
-  EXPECT_EQ(back.GetSamples()[0].first, 10'009'990'000);
-  EXPECT_EQ(back.GetSamples()[1].first, (2'147'483'647'000 + 999'999) * 10'000);
-  EXPECT_EQ(back.GetSamples()[2].first, (-2'147'483'648'000 - 999'999) * 10'000);
+  EXPECT_EQ(back.GetSamples(), (std::vector<IntBuffer::Sample>{{10'009'990'000, 0},
+                                                               {(2'147'483'647'000 + 999'999) * 10'000, 0},
+                                                               {(-2'147'483'648'000 - 999'999) * 10'000, 0}}));
 
   // Write side: the 64-bit extremes are cut to 32 bits and still read back.
   IntBuffer buffer;
@@ -120,8 +112,7 @@ TEST(StreamModifierRawBuffer, VariantOfAnotherTypeIsRefused) {
   EXPECT_EQ(buffer.SetDefaultValue(number), 1);
   EXPECT_EQ(buffer.SetLowRange(number), 1);
   EXPECT_EQ(buffer.SetHighRange(number), 1);
-  EXPECT_EQ(buffer.GetCount(), 0);
-  EXPECT_EQ(buffer.GetFlags(), 0);
+  EXPECT_EQ(std::make_pair(buffer.GetCount(), buffer.GetFlags()), std::make_pair(0, 0));
 
   StreamModifierRawBuffer<qz_math::VectorN<6>> vectors;
   EXPECT_EQ(vectors.AddSample(0, DataSourceStreamVariantDerived<qz_math::Vector2>(qz_math::Vector2(1, 2))), 1);
@@ -133,9 +124,8 @@ TEST(StreamModifierRawBuffer, ClearDataKeepsAttributes) {
   EXPECT_EQ(buffer.SetLowRange(DataSourceStreamVariantDerived<std::wstring>(L"a")), 0);
   EXPECT_EQ(buffer.AddSample(1, DataSourceStreamVariantDerived<std::wstring>(L"x")), 0);
   buffer.ClearData();
-  EXPECT_EQ(buffer.GetCount(), 0);
-  EXPECT_EQ(buffer.GetFlags(), 2);
-  EXPECT_EQ(buffer.GetLowRange(), L"a");
+  EXPECT_EQ(std::make_tuple(buffer.GetCount(), buffer.GetFlags(), buffer.GetLowRange()),
+            std::make_tuple(0, 2, std::wstring(L"a")));
 }
 
 TEST(StreamModifierRawBuffer, ReadingAppendsToHeldSamples) {
@@ -144,9 +134,7 @@ TEST(StreamModifierRawBuffer, ReadingAppendsToHeldSamples) {
   Bytes bytes = IntSnapshot({{0, 2, 20}});
   BasicBinaryDeserializer d(bytes.data(), static_cast<std::int64_t>(bytes.size()), false);
   ASSERT_EQ(buffer.DeserializeFrom(d), 0);
-  ASSERT_EQ(buffer.GetCount(), 2);
-  EXPECT_EQ(buffer.GetSamples()[0], (IntBuffer::Sample{1, 10}));
-  EXPECT_EQ(buffer.GetSamples()[1], (IntBuffer::Sample{20'000, 20}));
+  EXPECT_EQ(buffer.GetSamples(), (std::vector<IntBuffer::Sample>{{1, 10}, {20'000, 20}}));
 }
 
 TEST(StreamModifierRawBuffer, ShortOrFullStreamsFail) {
@@ -305,8 +293,7 @@ TYPED_TEST(StreamModifierRawBufferBlocks, ReadMatchesValueByValueAtEveryInputLen
     StreamModifierRawBuffer<TypeParam> buffer;
     ASSERT_EQ(buffer.AddSample(held.first, DataSourceStreamVariantDerived<TypeParam>(held.second)), 0);
     std::vector<Sample> expected{held};
-    EXPECT_EQ(buffer.DeserializeFrom(block), ReadValueByValue(byValue, expected))
-        << length;
+    EXPECT_EQ(buffer.DeserializeFrom(block), ReadValueByValue(byValue, expected)) << length;
     EXPECT_EQ(buffer.GetSamples(), expected) << length;
     EXPECT_EQ(block.GetPosition(), byValue.GetPosition()) << length;
     EXPECT_EQ(!block, !byValue) << length;
@@ -314,15 +301,19 @@ TYPED_TEST(StreamModifierRawBufferBlocks, ReadMatchesValueByValueAtEveryInputLen
   }
 }
 
+template <class T>
+bool MakesBufferOf(qz_ds::StreamBasicType type) {
+  return std::dynamic_pointer_cast<StreamModifierRawBuffer<T>>(CreateStreamModifierRawBuffer(type)) != nullptr;
+}
+
 TEST(StreamModifierRawBuffer, FactoryMakesOneBufferTypePerStreamType) {
-  using qz_ds::StreamBasicType;
-  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<int>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Int)), nullptr);
-  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<double>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Float)), nullptr);
-  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<std::wstring>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_String)), nullptr);
-  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<qz_math::Vector2>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Vector2)), nullptr);
-  EXPECT_NE(std::dynamic_pointer_cast<StreamModifierRawBuffer<qz_math::VectorN<6>>>(CreateStreamModifierRawBuffer(qz_ds::StreamBasicType_Vector6)), nullptr);
+  EXPECT_TRUE(MakesBufferOf<int>(qz_ds::StreamBasicType_Int));
+  EXPECT_TRUE(MakesBufferOf<double>(qz_ds::StreamBasicType_Float));
+  EXPECT_TRUE(MakesBufferOf<std::wstring>(qz_ds::StreamBasicType_String));
+  EXPECT_TRUE(MakesBufferOf<qz_math::Vector2>(qz_ds::StreamBasicType_Vector2));
+  EXPECT_TRUE(MakesBufferOf<qz_math::VectorN<6>>(qz_ds::StreamBasicType_Vector6));
   for (int type : {-1, 0, 1, 6, 7, 8, 9, 10, 12, 13}) {
-    EXPECT_EQ(CreateStreamModifierRawBuffer(static_cast<StreamBasicType>(type)), nullptr) << type;
+    EXPECT_EQ(CreateStreamModifierRawBuffer(static_cast<qz_ds::StreamBasicType>(type)), nullptr) << type;
   }
 }
 

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "qz_com/ComPtr.h"
@@ -18,7 +19,7 @@
 #include "qz_dsc/DataSourceStreamModifier.h"
 #include "qz_dsc/DataSourceUnitEncoder.h"
 #include "qz_dsc/IQZPropertySet.h"
-#include "qz_log/qz_log.h"
+#include "LogCapture.h"
 #include "streams/StreamValueText.h"
 
 namespace qz_dsc {
@@ -119,12 +120,10 @@ TEST(ExternalStreamTimes, PresentationTimeIsKeyMinusTimeBasePlusOffset) {
   s->SetVideoOffset(5);
   std::vector<std::pair<std::int64_t, double>> out;
   s->GetSamples(0, 50, out);
-  ASSERT_EQ(out.size(), 1u);
-  EXPECT_EQ(out[0].first, 5);
+  EXPECT_EQ(out, (std::vector<std::pair<std::int64_t, double>>{{5, 1.0}}));
   std::int64_t first = -1, last = -1;
   ASSERT_TRUE(s->GetTimeSpan(first, last));
-  EXPECT_EQ(first, 5);
-  EXPECT_EQ(last, 105);
+  EXPECT_EQ(std::make_pair(first, last), std::make_pair(std::int64_t{5}, std::int64_t{105}));
 
   s->Rebase(5);  // moves the offset, which GetValueAt then honours
   s->SetTimeBase(0);
@@ -242,28 +241,24 @@ TEST_F(ExternalStreamDocument, SaveWritesTheDefinitionButNoValueAndLoadsBack) {
 
   auto back = std::make_shared<DataSourceStreamExternalTempl<qz_math::Vector2>>();
   ASSERT_TRUE(back->Load(DataSourceStreamDecoder(StreamNode().Get(), L"")));
-  EXPECT_EQ(back->GetName(), L"pos");
-  EXPECT_EQ(back->GetSampleCount(), 0u);
-  EXPECT_EQ(back->GetVideoOffset(), -25);
-  EXPECT_EQ(back->GetValueUnit(), L"m & <cm>");
-  EXPECT_EQ(back->GetDefaultValue(), qz_math::Vector2(1e-300, 0));
-  EXPECT_TRUE(back->IsConstant());
   qz_math::Vector2 low, high;
   ASSERT_TRUE(back->GetValueRange(low, high));
-  EXPECT_EQ(ValueToText(low) + L"|" + ValueToText(high), L"0.1 -0|5 6");
+  EXPECT_EQ(back->GetName() + L"|" + back->GetValueUnit() + L"|" + ValueToText(back->GetDefaultValue()) + L"|" +
+                ValueToText(low) + L"|" + ValueToText(high),
+            L"pos|m & <cm>|1e-300 0|0.1 -0|5 6");
+  EXPECT_EQ(std::make_tuple(back->GetSampleCount(), back->GetVideoOffset(), back->IsConstant()),
+            std::make_tuple(std::size_t{0}, std::int64_t{-25}, true));
 }
 
 TEST_F(ExternalStreamDocument, TextsTheDocumentCannotCarryAreRefusedAndLogged) {
-  std::vector<std::wstring> logged;
-  auto previous = qz_log::set_log_sink([&](const qz_log::LogRecord& r) { logged.push_back(r.message); });
+  dscore_testing::LogCapture log;
   auto s = Make<std::wstring>({}, L"label");
   s->SetDefaultValue(std::wstring(L"a\x01" L"b"));
   EXPECT_FALSE(Save(*s));
-  qz_log::set_log_sink(previous);
   EXPECT_FALSE(StreamNode());
-  ASSERT_EQ(logged.size(), 1u);
-  EXPECT_EQ(logged[0],
-            L"Stream \"label\" not saved: its default value hold a character an XML document cannot carry.");
+  EXPECT_EQ(log.Messages(), std::vector<std::wstring>{
+                                L"Stream \"label\" not saved: its default value hold a character an XML document "
+                                L"cannot carry."});
   // Sample values are never written, so they cannot make a save fail.
   EXPECT_TRUE(Save(*Make<std::wstring>({{0, std::wstring(1, L'\xFFFF')}}, L"label2")));
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -19,7 +20,7 @@
 #include "qz_dsc/DataSourceUnitEncoder.h"
 #include "qz_dsc/IQZPropertySet.h"
 #include "qz_dsc/Ticks.h"
-#include "qz_log/qz_log.h"
+#include "LogCapture.h"
 #include "streams/InternalStreamFactory.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 #include "xml/DataSourceUnitMgrEncoder.h"
@@ -27,6 +28,7 @@
 namespace qz_dsc {
 namespace {
 
+using dscore_testing::LogCapture;
 using qz_com::ComPtr;
 using qz_math::Vector2;
 using Vector6 = qz_math::VectorN<6>;
@@ -53,25 +55,29 @@ int ValueAt(DataSourceStreamTempl<int>& s, std::int64_t t) {
   return v;
 }
 
+// The value range as reported, or nothing when none is reported; both bounds
+// start as `before`, so that bounds left unwritten show.
+template <class T>
+std::optional<std::pair<T, T>> Range(DataSourceStreamTempl<T>& s, const T& before = T{}) {
+  T low = before, high = before;
+  return s.GetValueRange(low, high) ? std::optional(std::pair(low, high)) : std::nullopt;
+}
+
+using Span = std::optional<std::pair<std::int64_t, std::int64_t>>;
+template <class T>
+Span SpanOf(DataSourceStreamTempl<T>& s) {
+  std::int64_t first = 7, last = 7;
+  const bool ok = s.GetTimeSpan(first, last);
+  EXPECT_TRUE(ok || (first == 0 && last == 0)) << "an empty stream reports the span 0..0";
+  return ok ? Span({first, last}) : std::nullopt;
+}
+
 Vector6 V6(double first, double last = 0) {
   Vector6 v;
   v[0] = first;
   v[5] = last;
   return v;
 }
-
-class LogCapture {
- public:
-  LogCapture() {
-    m_previous = qz_log::set_log_sink([this](const qz_log::LogRecord& r) { m_lines.push_back(r.message); });
-  }
-  ~LogCapture() { qz_log::set_log_sink(m_previous); }
-  const std::vector<std::wstring>& Lines() const { return m_lines; }
-
- private:
-  qz_log::LogSink m_previous;
-  std::vector<std::wstring> m_lines;
-};
 
 // A data source list document that streams save into, read back through its
 // text, as a saved file would be.
@@ -212,10 +218,7 @@ TEST(StreamLookup, SampleAndHoldWithDefaultAndConstantFlow) {
   std::vector<std::pair<std::int64_t, int>> part;
   s.GetSamples(10 - 95, 20 - 95, part);  // both ends included
   EXPECT_EQ(part, (std::vector<std::pair<std::int64_t, int>>{{-85, 1}, {-75, 2}}));
-  std::int64_t first = 1, last = 1;
-  EXPECT_TRUE(s.GetTimeSpan(first, last));
-  EXPECT_EQ(first, -85);
-  EXPECT_EQ(last, -65);
+  EXPECT_EQ(SpanOf(s), Span({-85, -65}));
 }
 
 TEST(StreamLookup, ExtremeOffsetsClampInsteadOfOverflowing) {
@@ -226,9 +229,9 @@ TEST(StreamLookup, ExtremeOffsetsClampInsteadOfOverflowing) {
     s.SetTimeOrigin(origin);
     s.SetVideoOffset(offset);
     EXPECT_EQ(All(s).size(), 3u) << origin << " " << offset;
-    std::int64_t first = 0, last = 0;
-    EXPECT_TRUE(s.GetTimeSpan(first, last));
-    EXPECT_LE(first, last);
+    const Span span = SpanOf(s);
+    ASSERT_TRUE(span.has_value());
+    EXPECT_LE(span->first, span->second);
   }
   s.SetTimeOrigin(0);
   s.SetVideoOffset(0);
@@ -241,10 +244,7 @@ TEST(StreamLookup, ExtremeOffsetsClampInsteadOfOverflowing) {
   EXPECT_EQ(All(s).size(), 2u);
   s.TruncateAfter(kMin);
   EXPECT_TRUE(All(s).empty());
-  std::int64_t first = 7, last = 7;
-  EXPECT_FALSE(s.GetTimeSpan(first, last));
-  EXPECT_EQ(first, 0);
-  EXPECT_EQ(last, 0);
+  EXPECT_EQ(SpanOf(s), std::nullopt);
 }
 
 TEST(StreamLookup, PlaybackAndRandomLookupsAgreeWithAnOrderedMap) {
@@ -307,45 +307,27 @@ TEST(StreamTrimming, ContinuousKeepsOldSamplesConstantCarriesItsLastValue) {
 
 TEST(StreamRange, DeclaredRangeWinsComputedRangeUsesTheValueOrder) {
   DataSourceStreamTempl<int> i;
-  int lo = 9, hi = 9;
-  EXPECT_TRUE(i.GetValueRange(lo, hi));  // empty: zeros
-  EXPECT_EQ(lo, 0);
-  EXPECT_EQ(hi, 0);
+  EXPECT_EQ(Range(i, 9), std::pair(0, 0));  // empty: zeros
   i.AddSamples({{1, 4}, {2, -3}, {3, 8}, {4, 0}});
-  EXPECT_TRUE(i.GetValueRange(lo, hi));
-  EXPECT_EQ(lo, -3);
-  EXPECT_EQ(hi, 8);
+  EXPECT_EQ(Range(i), std::pair(-3, 8));
   i.SetValueRange(5, 2);  // marked set, bounds not taken
-  EXPECT_TRUE(i.GetValueRange(lo, hi));
-  EXPECT_EQ(lo, 0);
-  EXPECT_EQ(hi, 0);
+  EXPECT_EQ(Range(i, 9), std::pair(0, 0));
   i.SetValueRange(2, 5);
-  EXPECT_TRUE(i.GetValueRange(lo, hi));
-  EXPECT_EQ(lo, 2);
-  EXPECT_EQ(hi, 5);
+  EXPECT_EQ(Range(i), std::pair(2, 5));
 
   DataSourceStreamTempl<std::wstring> s;
   s.AddSamples({{1, L"b"}, {2, L"ab"}, {3, L"ba"}, {4, L""}});
-  std::wstring slo, shi;
-  EXPECT_TRUE(s.GetValueRange(slo, shi));
-  EXPECT_EQ(slo, L"");
-  EXPECT_EQ(shi, L"ba");
+  EXPECT_EQ(Range(s), std::pair(std::wstring(), std::wstring(L"ba")));
 
   DataSourceStreamTempl<Vector2> v;
   v.AddSamples({{1, Vector2(1, 5)}, {2, Vector2(1, -5)}, {3, Vector2(0, 9)}, {4, Vector2(2, -9)}});
-  Vector2 vlo, vhi;
-  EXPECT_TRUE(v.GetValueRange(vlo, vhi));
-  EXPECT_EQ(vlo, Vector2(0, 9));  // the first component decides
-  EXPECT_EQ(vhi, Vector2(2, -9));
+  EXPECT_EQ(Range(v), std::pair(Vector2(0, 9), Vector2(2, -9)));  // the first component decides
   v.SetValueRange(Vector2(1, 2), Vector2(1, 1));  // not low <= high
-  EXPECT_TRUE(v.GetValueRange(vlo, vhi));
-  EXPECT_EQ(vlo, Vector2());
+  EXPECT_EQ(Range(v, Vector2(9, 9)), std::pair(Vector2(), Vector2()));
 
   DataSourceStreamTempl<double> d;
   d.SetValueRange(std::nan(""), 1.0);  // NaN is not <= anything
-  double dlo = 5, dhi = 5;
-  EXPECT_TRUE(d.GetValueRange(dlo, dhi));
-  EXPECT_EQ(dlo, 0.0);
+  EXPECT_EQ(Range(d, 5.0), std::pair(0.0, 0.0));
 }
 
 // ---- persistence ------------------------------------------------------------
@@ -370,10 +352,7 @@ void ExpectRoundTrip(const std::vector<T>& values, const T& defaultValue, const 
   ASSERT_TRUE(back.Load(decoders[0]));
   EXPECT_EQ(back.GetName(), s.GetName());
   EXPECT_EQ(back.GetDefaultValue(), defaultValue);
-  T blo{}, bhi{};
-  EXPECT_TRUE(back.GetValueRange(blo, bhi));
-  EXPECT_EQ(blo, low);
-  EXPECT_EQ(bhi, high);
+  EXPECT_EQ(Range(back), std::pair(low, high));
   EXPECT_EQ(back.GetValueUnit(), L"u\u00e9");
   EXPECT_EQ(back.GetVideoOffset(), -1'234'567);
   EXPECT_EQ(back.GetFirstSampleTime(), kMax);
@@ -473,9 +452,10 @@ TEST(StreamPersistence, TextsTheDocumentCannotCarryRefuseTheSave) {
     LogCapture log;
     EXPECT_FALSE(doc.Save(s)) << c.what;
     EXPECT_EQ(doc.Xml().find(L"DataSourceStream"), std::wstring::npos) << c.what;  // nothing written
-    ASSERT_EQ(log.Lines().size(), 1u);
-    EXPECT_NE(log.Lines()[0].find(L"\"" + c.name + L"\""), std::wstring::npos);
-    EXPECT_NE(log.Lines()[0].find(c.what), std::wstring::npos);
+    const auto lines = log.Messages();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find(L"\"" + c.name + L"\""), std::wstring::npos);
+    EXPECT_NE(lines[0].find(c.what), std::wstring::npos);
     EXPECT_EQ(Document::Parse(doc.Xml()).size(), 0u);  // the document still parses
   }
   DataSourceStreamTempl<std::wstring> range;
@@ -509,9 +489,9 @@ TEST(StreamPersistence, LoadRulesForBadAndPartialInput) {
   ASSERT_TRUE(s.Load(d[0]));
   EXPECT_EQ(All(s), (std::vector<std::pair<std::int64_t, Vector2>>{{10'000 - 7, Vector2(1, 2)},
                                                                    {30'000 - 7, Vector2(7, 8)}}));
-  Vector2 lo(9, 9), hi(9, 9);
-  EXPECT_TRUE(s.GetValueRange(lo, hi));  // computed: the declared one did not convert
-  EXPECT_EQ(lo, Vector2(1, 2));
+  const auto range = Range(s, Vector2(9, 9));  // computed: the declared one did not convert
+  ASSERT_TRUE(range.has_value());
+  EXPECT_EQ(range->first, Vector2(1, 2));
   EXPECT_EQ(s.GetDefaultValue(), Vector2());
   EXPECT_FALSE(s.IsConstant());
   EXPECT_EQ(s.GetFreezeDelay(), 100'000);
@@ -597,10 +577,7 @@ TEST(StreamSnapshots, ApplyModifierResultsAndEffects) {
   EXPECT_EQ(s.GetValueUnit(), L"m");
   // Time 0 became 5; the bounded store of 2 kept the two newest.
   EXPECT_EQ(All(s), (std::vector<std::pair<std::int64_t, double>>{{20, 2.0}, {30, 3.0}}));
-  double lo = -1, hi = -1;
-  EXPECT_TRUE(s.GetValueRange(lo, hi));  // only the high bound came: low stays 0
-  EXPECT_EQ(lo, 0.0);
-  EXPECT_EQ(hi, 9.5);
+  EXPECT_EQ(Range(s, -1.0), std::pair(0.0, 9.5));  // only the high bound came: low stays 0
 }
 
 TEST(StreamSnapshots, CloneIsDeepAndReplaceSamplesTakesTheMap) {

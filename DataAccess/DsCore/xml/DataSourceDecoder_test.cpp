@@ -1,13 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "GetterResult.h"
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 
 using namespace qz_dsc;
+using dscore_testing::Got;
 using qz_com::ComPtr;
 
 namespace {
@@ -54,6 +58,15 @@ DataSourceStreamDecoder OneStream(const std::wstring& streamAttributes, const st
   return streams.at(0);
 }
 
+using Sample = std::optional<std::pair<std::wstring, std::int64_t>>;
+Sample SampleAt(const DataSourceStreamDecoder& s, std::int32_t index) {
+  std::wstring text = L"old";
+  std::int64_t t = 0;
+  return s.GetSample(index, text, t) ? Sample({text, t}) : std::nullopt;
+}
+
+using D = DataSourceStreamDecoder;
+
 }  // namespace
 
 TEST(DataSourceUnitMgrDecoder, VersionIsNeverChecked) {
@@ -99,15 +112,12 @@ TEST(DataSourceUnitMgrDecoder, EveryChildGetsADecoder) {
   auto units = Units(ListDocument(L"xsi:type='DataSourceListType'",
                                   L"<DataSource name='a'/><!-- note --><DataSource name='b'/><Other name='c'/>"));
   ASSERT_EQ(units.size(), 4u);
-  std::wstring id;
-  EXPECT_TRUE(units[0].GetId(id));
-  EXPECT_EQ(id, L"a");
-  EXPECT_FALSE(units[1].GetId(id));
+  EXPECT_EQ(Got(units[0], &DataSourceUnitDecoder::GetId), L"a");
+  EXPECT_EQ(Got(units[1], &DataSourceUnitDecoder::GetId), std::nullopt);
   EXPECT_FALSE(units[1].IsDataSourceExternal());
   EXPECT_TRUE(units[1].GetDataSourceStreamDecoders().empty());
-  EXPECT_TRUE(units[2].GetId(id));
-  EXPECT_EQ(id, L"b");
-  EXPECT_FALSE(units[3].GetId(id));  // not a "DataSource"
+  EXPECT_EQ(Got(units[2], &DataSourceUnitDecoder::GetId), L"b");
+  EXPECT_EQ(Got(units[3], &DataSourceUnitDecoder::GetId), std::nullopt);  // not a "DataSource"
   EXPECT_EQ(units[0].GetBasePath(), L"/data/docs");
 }
 
@@ -122,8 +132,7 @@ TEST(DataSourceUnitDecoder, ExternalOnlyForExactlyYes) {
   EXPECT_FALSE(units[1].IsDataSourceExternal());
   EXPECT_FALSE(units[2].IsDataSourceExternal());
   EXPECT_FALSE(units[3].IsDataSourceExternal());
-  std::wstring id;
-  EXPECT_FALSE(units[4].GetId(id));  // no name
+  EXPECT_EQ(Got(units[4], &DataSourceUnitDecoder::GetId), std::nullopt);  // no name
   std::wstring file, converter, persistency;
   bool json = true;
   EXPECT_FALSE(units[1].GetExternalDataSourceAttributes(file, converter, persistency, json));
@@ -174,36 +183,25 @@ TEST(DataSourceStreamDecoder, ReadsEveryAttribute) {
       L"xsi:type='DataSourceVector2StreamType' name='Pos' StreamClassID=' 12' limitCount='5' freezeDelay='1 1500' "
       L"dataVideoOffset64='-9223372036854775808' defaultValue='0 0' firstSampleTime='9223372036854775807' "
       L"flowType='2' lowRange='0' highRange='10' valueUnit='px'");
-  std::wstring text, low, high;
-  std::int32_t i = 0, limit = 0;
-  std::int64_t t = 0;
-  ASSERT_TRUE(s.GetName(text));
-  EXPECT_EQ(text, L"Pos");
-  ASSERT_TRUE(s.GetType(text));
-  EXPECT_EQ(text, L"DataSourceVector2StreamType");
+  EXPECT_EQ(Got(s, &D::GetName), L"Pos");
+  EXPECT_EQ(Got(s, &D::GetType), L"DataSourceVector2StreamType");
   EXPECT_TRUE(s.IsOfType(qz_ds::StreamBasicType_Vector2));
   EXPECT_FALSE(s.IsOfType(qz_ds::StreamBasicType_Vector3));
   EXPECT_FALSE(s.IsOfType(static_cast<qz_ds::StreamBasicType>(-1)));
-  ASSERT_TRUE(s.GetStreamClassId(i));
-  EXPECT_EQ(i, 12);
+  EXPECT_EQ(Got(s, &D::GetStreamClassId), 12);
+  std::int32_t limit = 0;
+  std::int64_t t = 0;
   ASSERT_TRUE(s.GetFreeze(limit, t));
-  EXPECT_EQ(limit, 5);
-  EXPECT_EQ(t, 25'000'000);
-  ASSERT_TRUE(s.GetDataVideoOffset(t));
-  EXPECT_EQ(t, INT64_MIN);
-  ASSERT_TRUE(s.GetFirstSampleTime(t));
-  EXPECT_EQ(t, INT64_MAX);
-  ASSERT_TRUE(s.GetDefaultValue(text));
-  EXPECT_EQ(text, L"0 0");
-  ASSERT_TRUE(s.GetFlowType(i));
-  EXPECT_EQ(i, 2);
+  EXPECT_EQ(std::make_pair(limit, t), std::make_pair(5, std::int64_t{25'000'000}));
+  EXPECT_EQ(Got(s, &D::GetDataVideoOffset), INT64_MIN);
+  EXPECT_EQ(Got(s, &D::GetFirstSampleTime), INT64_MAX);
+  EXPECT_EQ(Got(s, &D::GetDefaultValue), L"0 0");
+  EXPECT_EQ(Got(s, &D::GetFlowType), 2);
+  std::wstring low, high;
   ASSERT_TRUE(s.GetRange(low, high));
-  EXPECT_EQ(low, L"0");
-  EXPECT_EQ(high, L"10");
-  ASSERT_TRUE(s.GetValueUnit(text));
-  EXPECT_EQ(text, L"px");
-  ASSERT_TRUE(s.GetSampleCount(i));
-  EXPECT_EQ(i, 0);
+  EXPECT_EQ(low + L"|" + high, L"0|10");
+  EXPECT_EQ(Got(s, &D::GetValueUnit), L"px");
+  EXPECT_EQ(Got(s, &D::GetSampleCount), 0);
 }
 
 TEST(DataSourceStreamDecoder, FailureRules) {
@@ -211,7 +209,7 @@ TEST(DataSourceStreamDecoder, FailureRules) {
                      L"dataVideoOffset64='9223372036854775808'");
   std::int32_t i = 77, limit = 77;
   std::int64_t t = 77;
-  std::wstring low, high = L"untouched", text;
+  std::wstring low, high = L"untouched";
   EXPECT_FALSE(s.GetFlowType(i));
   EXPECT_EQ(i, 77);
   EXPECT_FALSE(s.GetRange(low, high));
@@ -223,9 +221,9 @@ TEST(DataSourceStreamDecoder, FailureRules) {
   EXPECT_EQ(t, 77);
   EXPECT_FALSE(s.GetStreamClassId(i));
   EXPECT_FALSE(s.IsOfType(qz_ds::StreamBasicType_None));  // no type at all
-  EXPECT_TRUE(s.GetName(text));
-  EXPECT_FALSE(OneStream(L"flowType='0'").GetFlowType(i));
-  EXPECT_TRUE(OneStream(L"flowType='1'").GetFlowType(i));
+  EXPECT_EQ(Got(s, &D::GetName), L"n");
+  EXPECT_EQ(Got(OneStream(L"flowType='0'"), &D::GetFlowType), std::nullopt);
+  EXPECT_EQ(Got(OneStream(L"flowType='1'"), &D::GetFlowType), 1);
   EXPECT_FALSE(OneStream(L"limitCount='1' freezeDelay='1 x'").GetFreeze(limit, t));
   EXPECT_FALSE(OneStream(L"freezeDelay='1 1'").GetFreeze(limit, t));
   EXPECT_FALSE(OneStream(L"highRange='1'").GetRange(low, high));
@@ -235,11 +233,10 @@ TEST(DataSourceStreamDecoder, FailureRules) {
                                   L"<DataSource name='d'><!-- c --><Stream name='x'/></DataSource>"));
   auto streams = units.at(0).GetDataSourceStreamDecoders();
   ASSERT_EQ(streams.size(), 2u);
-  EXPECT_FALSE(streams[0].GetName(text));
-  EXPECT_FALSE(streams[1].GetName(text));
-  ASSERT_TRUE(streams[0].GetSampleCount(i));
-  EXPECT_EQ(i, 0);
-  EXPECT_FALSE(streams[0].GetSample(0, text, t));
+  EXPECT_EQ(Got(streams[0], &D::GetName), std::nullopt);
+  EXPECT_EQ(Got(streams[1], &D::GetName), std::nullopt);
+  EXPECT_EQ(Got(streams[0], &D::GetSampleCount), 0);
+  EXPECT_EQ(SampleAt(streams[0], 0), std::nullopt);
 }
 
 TEST(DataSourceStreamDecoder, SamplesByIndex) {
@@ -247,40 +244,23 @@ TEST(DataSourceStreamDecoder, SamplesByIndex) {
                      L"<Value TimeStamp='1 1500'>a &amp; b</Value><!-- x --><Value TimeStamp='0 250'/>"
                      L"<Value>no time</Value><Other TimeStamp='0 0'>z</Other><Value TimeStamp='7'>bad</Value>"
                      L"<Value TimeStamp='-1 500'> </Value>");
-  std::int32_t count = 0;
-  ASSERT_TRUE(s.GetSampleCount(count));
-  EXPECT_EQ(count, 5);
-  std::wstring text = L"old";
-  std::int64_t t = 0;
-  ASSERT_TRUE(s.GetSample(0, text, t));
-  EXPECT_EQ(text, L"a & b");
-  EXPECT_EQ(t, 25'000'000);
-  ASSERT_TRUE(s.GetSample(1, text, t));
-  EXPECT_EQ(text, L"");
-  EXPECT_EQ(t, 2'500'000);
-  EXPECT_FALSE(s.GetSample(2, text, t));
-  EXPECT_FALSE(s.GetSample(3, text, t));
-  ASSERT_TRUE(s.GetSample(4, text, t));
-  EXPECT_EQ(text, L" ");
-  EXPECT_EQ(t, -5'000'000);
-  EXPECT_FALSE(s.GetSample(5, text, t));
-  EXPECT_FALSE(s.GetSample(-1, text, t));
+  EXPECT_EQ(Got(s, &D::GetSampleCount), 5);
+  const Sample expected[] = {Sample({L"a & b", 25'000'000}), Sample({L"", 2'500'000}), std::nullopt, std::nullopt,
+                             Sample({L" ", -5'000'000}), std::nullopt};
+  for (std::int32_t i = -1; i <= 5; ++i) {
+    EXPECT_EQ(SampleAt(s, i), i < 0 ? std::nullopt : expected[i]) << i;
+  }
   // Copies share the gathered list and the document.
   DataSourceStreamDecoder copy = s;
-  ASSERT_TRUE(copy.GetSample(0, text, t));
-  EXPECT_EQ(text, L"a & b");
+  EXPECT_EQ(SampleAt(copy, 0), expected[0]);
   // Pointed at another stream, a decoder gathers that stream's samples.
   auto other = OneStream(L"name='o'", L"<Value TimeStamp='0 9'>only</Value>");
   copy.SetNode(other.GetNode().GetElement());
-  ASSERT_TRUE(copy.GetSampleCount(count));
-  EXPECT_EQ(count, 1);
-  ASSERT_TRUE(copy.GetSample(0, text, t));
-  EXPECT_EQ(text, L"only");
+  EXPECT_EQ(Got(copy, &D::GetSampleCount), 1);
+  EXPECT_EQ(SampleAt(copy, 0), Sample({L"only", 90'000}));
   copy.SetNode(nullptr);
-  ASSERT_TRUE(copy.GetSampleCount(count));
-  EXPECT_EQ(count, 0);
-  ASSERT_TRUE(s.GetSampleCount(count));  // the original keeps its own
-  EXPECT_EQ(count, 5);
+  EXPECT_EQ(Got(copy, &D::GetSampleCount), 0);
+  EXPECT_EQ(Got(s, &D::GetSampleCount), 5);  // the original keeps its own
 }
 
 TEST(DataSourceStreamDecoder, DecodersOutliveTheDocumentHandles) {
@@ -291,11 +271,7 @@ TEST(DataSourceStreamDecoder, DecodersOutliveTheDocumentHandles) {
                                     L"<Value TimeStamp='0 1'>v</Value></DataSourceStream></DataSource>"));
     streams = units.at(0).GetDataSourceStreamDecoders();
   }
-  std::wstring text;
-  std::int64_t t = 0;
-  ASSERT_TRUE(streams.at(0).GetSample(0, text, t));
-  EXPECT_EQ(text, L"v");
-  EXPECT_EQ(t, 10'000);
+  EXPECT_EQ(SampleAt(streams.at(0), 0), Sample({L"v", 10'000}));
 }
 
 TEST(DataSourceDecoder, MalformedDocumentFailsWithTheParsersMessage) {
@@ -333,14 +309,8 @@ TEST(DataSourceDecoder, BundledExampleLoads) {
   ASSERT_EQ(units.size(), 2u);
   auto streams = units[0].GetDataSourceStreamDecoders();
   ASSERT_EQ(streams.size(), 2u);
-  std::int32_t count = 0;
-  ASSERT_TRUE(streams[0].GetSampleCount(count));
-  EXPECT_EQ(count, 3);
-  std::wstring text;
-  std::int64_t t = 0;
-  ASSERT_TRUE(streams[0].GetSample(2, text, t));
-  EXPECT_EQ(text, L"8.5");
-  EXPECT_EQ(t, 20'000'000);
+  EXPECT_EQ(Got(streams[0], &D::GetSampleCount), 3);
+  EXPECT_EQ(SampleAt(streams[0], 2), Sample({L"8.5", 20'000'000}));
   std::wstring file, converter, persistency;
   bool json = false;
   ASSERT_TRUE(units[1].GetExternalDataSourceAttributes(file, converter, persistency, json));

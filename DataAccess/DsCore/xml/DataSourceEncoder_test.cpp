@@ -8,6 +8,7 @@
 
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/DataSourceUnitEncoder.h"
+#include "GetterResult.h"
 #include "LogCapture.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
 #include "qz_dsc/DataSourceStreamEncoder.h"
@@ -16,6 +17,7 @@
 
 using namespace qz_dsc;
 using qz_com::ComPtr;
+using dscore_testing::Got;
 using dscore_testing::LogCapture;
 
 namespace {
@@ -105,64 +107,48 @@ void ExpectSampleListReadsBack(IXMLDOMNode* doc, const std::wstring& baseFolder)
   ASSERT_TRUE(mgr.GetUnitDecoders(units));
   ASSERT_EQ(units.size(), 3u);
 
-  std::wstring id;
-  ASSERT_TRUE(units[0].GetId(id));
-  EXPECT_EQ(id, L"Car \u00e9");
+  using D = DataSourceStreamDecoder;
+  EXPECT_EQ(Got(units[0], &DataSourceUnitDecoder::GetId), L"Car \u00e9");
   EXPECT_FALSE(units[0].IsDataSourceExternal());
   auto streams = units[0].GetDataSourceStreamDecoders();
   ASSERT_EQ(streams.size(), 2u);
   const DataSourceStreamDecoder& speed = streams[0];
   std::wstring text, low, high;
-  std::int32_t i = 0, limit = 0;
+  std::int32_t limit = 0;
   std::int64_t t = 0;
-  ASSERT_TRUE(speed.GetName(text));
-  EXPECT_EQ(text, L"Speed");
+  EXPECT_EQ(Got(speed, &D::GetName), L"Speed");
   EXPECT_TRUE(speed.IsOfType(qz_ds::StreamBasicType_Float));
   EXPECT_FALSE(speed.IsOfType(qz_ds::StreamBasicType_Int));
-  ASSERT_TRUE(speed.GetStreamClassId(i));
-  EXPECT_EQ(i, 7);
+  EXPECT_EQ(Got(speed, &D::GetStreamClassId), 7);
   ASSERT_TRUE(speed.GetFreeze(limit, t));
   EXPECT_EQ(limit, 100);
   EXPECT_EQ(t, 45'000'000);  // 2.5 s comes back as 4.5 s
-  ASSERT_TRUE(speed.GetDataVideoOffset(t));
-  EXPECT_EQ(t, -1'234'567'890'123LL);
-  ASSERT_TRUE(speed.GetDefaultValue(text));
-  EXPECT_EQ(text, L"0.5");
-  ASSERT_TRUE(speed.GetFirstSampleTime(t));
-  EXPECT_EQ(t, 30'000'000'000LL);
-  ASSERT_TRUE(speed.GetFlowType(i));
-  EXPECT_EQ(i, 1);
+  EXPECT_EQ(Got(speed, &D::GetDataVideoOffset), -1'234'567'890'123LL);
+  EXPECT_EQ(Got(speed, &D::GetDefaultValue), L"0.5");
+  EXPECT_EQ(Got(speed, &D::GetFirstSampleTime), 30'000'000'000LL);
+  EXPECT_EQ(Got(speed, &D::GetFlowType), 1);
   ASSERT_TRUE(speed.GetRange(low, high));
-  EXPECT_EQ(low, L"-1");
-  EXPECT_EQ(high, L"1");
-  ASSERT_TRUE(speed.GetValueUnit(text));
-  EXPECT_EQ(text, L"m/s");
-  ASSERT_TRUE(speed.GetSampleCount(i));
-  EXPECT_EQ(i, 2);
+  EXPECT_EQ(low + L"|" + high, L"-1|1");
+  EXPECT_EQ(Got(speed, &D::GetValueUnit), L"m/s");
+  EXPECT_EQ(Got(speed, &D::GetSampleCount), 2);
   ASSERT_TRUE(speed.GetSample(0, text, t));
-  EXPECT_EQ(text, L"0.25");
-  EXPECT_EQ(t, 2'500'000);
+  EXPECT_EQ(text + L"@" + std::to_wstring(t), L"0.25@2500000");
   ASSERT_TRUE(speed.GetSample(1, text, t));
-  EXPECT_EQ(text, L"1 < 2 & \"3\"");
-  EXPECT_EQ(t, 45'000'000);
+  EXPECT_EQ(text + L"@" + std::to_wstring(t), L"1 < 2 & \"3\"@45000000");
 
   const DataSourceStreamDecoder& label = streams[1];
   EXPECT_TRUE(label.IsOfType(qz_ds::StreamBasicType_String));
-  EXPECT_FALSE(label.GetFirstSampleTime(t));
+  EXPECT_EQ(Got(label, &D::GetFirstSampleTime), std::nullopt);
   EXPECT_FALSE(label.GetRange(low, high));
-  ASSERT_TRUE(label.GetFlowType(i));
-  EXPECT_EQ(i, 2);
+  EXPECT_EQ(Got(label, &D::GetFlowType), 2);
   ASSERT_TRUE(label.GetSample(0, text, t));
   EXPECT_EQ(text, L"");
 
   std::wstring file, converter, persistency;
   bool isJson = false;
-  ASSERT_TRUE(units[1].GetId(id));
-  EXPECT_EQ(id, L"Ext1");
+  EXPECT_EQ(Got(units[1], &DataSourceUnitDecoder::GetId), L"Ext1");
   ASSERT_TRUE(units[1].GetExternalDataSourceAttributes(file, converter, persistency, isJson));
-  EXPECT_EQ(file, L"/data/csv/run1.csv");
-  EXPECT_EQ(converter, L"QZ.CSV");
-  EXPECT_EQ(persistency, L"{\"sep\":\";\"}");
+  EXPECT_EQ(file + L"|" + converter + L"|" + persistency, L"/data/csv/run1.csv|QZ.CSV|{\"sep\":\";\"}");
   EXPECT_TRUE(isJson);
   EXPECT_TRUE(units[1].GetDataSourceStreamDecoders().empty());
   ASSERT_TRUE(units[2].GetExternalDataSourceAttributes(file, converter, persistency, isJson));
@@ -178,18 +164,10 @@ std::filesystem::path TempFile(const char* name) {
 
 }  // namespace
 
-TEST(DataSourceEncoder, WritesTheDocumentByteForByte) {
+TEST(DataSourceEncoder, WritesTheDocumentByteForByteAndItSurvivesTripsThroughTextAndFile) {
   auto doc = WriteSampleList();
   EXPECT_EQ(XmlOf(doc.Get()), kExpectedList);
-}
-
-TEST(DataSourceEncoder, ReadsBackThroughTheDecoders) {
-  auto doc = WriteSampleList();
   ExpectSampleListReadsBack(doc.Get(), L"/data/docs");
-}
-
-TEST(DataSourceEncoder, SurvivesTripsThroughTextAndFile) {
-  auto doc = WriteSampleList();
   ComPtr<IXMLDOMDocument> fromText;
   ASSERT_EQ(S_OK, DataSourceEncDecCommon::CreateDocument(fromText.GetAddressOf()));
   VARIANT_BOOL ok = VARIANT_FALSE;
@@ -231,14 +209,13 @@ TEST(DataSourceEncoder, UnparsablePersistencyIsLoggedAndLeftOut) {
   DataSourceUnitEncoder unit(mgr.GetDescriptionUnit());
   LogCapture log;
   ASSERT_TRUE(unit.CreateDataSource(L"E", true, L"/f.csv", L"C", L"<broken>", false));
-  ASSERT_EQ(log.Records().size(), 1u);
-  EXPECT_EQ(log.Records()[0].message, L"QZCheckCondition: success == ((VARIANT_BOOL)-1)");
-  EXPECT_EQ(log.Records()[0].level, 1);
-  EXPECT_EQ(log.Records()[0].category, 0);
+  ASSERT_EQ(log.Count(), 1u);
+  const auto record = log.Records()[0];
+  EXPECT_EQ(record.message, L"QZCheckCondition: success == ((VARIANT_BOOL)-1)");
+  EXPECT_EQ(std::make_pair(record.level, record.category), std::make_pair(1, 0));
   // Text that cannot even be handed to the parser fails the HRESULT check.
   DataSourceUnitEncoder unit2(mgr.GetDescriptionUnit());
-  ASSERT_TRUE(unit2.CreateDataSource(L"F", true, L"/f.csv", L"C", std::wstring(L"<a/>\0", 5),
-                                     false));
+  ASSERT_TRUE(unit2.CreateDataSource(L"F", true, L"/f.csv", L"C", std::wstring(L"<a/>\0", 5), false));
   ASSERT_EQ(log.Records().size(), 2u);
   EXPECT_EQ(log.Records()[1].message, L"QZCheckCondition: (((HRESULT)(hr)) >= 0)");
   EXPECT_EQ(XmlOf(unit.GetNode().GetElement()),
