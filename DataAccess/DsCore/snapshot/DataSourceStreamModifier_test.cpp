@@ -139,7 +139,7 @@ TEST(DataSourceStreamModifier, RoundTripKeepsEveryField) {
   }
   EXPECT_EQ(modifier.SetAttribute(Modifier::ValueUnit, TextVariant(L"km/h")), kSet);
   EXPECT_EQ(modifier.SetAttribute(Modifier::LowRange, DoubleVariant(-1.5)), kSet);
-  modifier.GetInternalBuffer()->AddSample(1'230'000, DoubleVariant(0.25));
+  ASSERT_EQ(modifier.GetInternalBuffer()->AddSample(1'230'000, DoubleVariant(0.25)), 0);
   BasicBinarySerializer s(512);
   ASSERT_EQ(modifier.SerializeTo(s), 0);
 
