@@ -5,13 +5,15 @@
 # Usage: install-deps.sh [group...]
 #   (always)  build and tests: CMake, g++, libxml2, utfcpp, GoogleTest
 #             (the GoogleTest CMake package also expects gmock), xmllint
-#             (one test checks a saved document with it)
+#             (one test checks a saved document with it), libcsv, nlohmann-json
+#             and CLI11 for the CSV importer and the command-line tool
 #   bench     Google Benchmark
 #   clang     Clang and its sanitizer run-time, for a build with CXX=clang++
 #   mingw     the MinGW-w64 cross compiler of the header check
 set -euo pipefail
 
-packages=(cmake make g++ libxml2-dev libutfcpp-dev libgtest-dev libgmock-dev libxml2-utils)
+packages=(cmake make g++ libxml2-dev libutfcpp-dev libgtest-dev libgmock-dev libxml2-utils
+          libcsv-dev nlohmann-json3-dev libcli11-dev)
 for group in "$@"; do
   case "$group" in
     bench) packages+=(libbenchmark-dev) ;;
