@@ -32,3 +32,4 @@
 #include "qz_dsc/IDataSourceUnitMgrCtrl.h"
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
 #include "qz_dsc/IDSPersistXML.h"
+#include "qz_dsc/DataSourceListFile.h"
