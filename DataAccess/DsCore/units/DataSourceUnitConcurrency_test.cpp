@@ -1,15 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <future>
 #include <thread>
 
 #include "qz_dsc/DataSourceModifier.h"
 #include "qz_dsc/DataSourceStreamVariant.h"
-#include "qz_dsc/IExternalDataSourceImporter.h"
 #include "units/DataSourceUnit.h"
-#include "units/DataSourceUnitExternal.h"
 #include "units/UnitTestSupport.h"
 
 using namespace qz_dsc;
@@ -27,8 +23,7 @@ TEST_F(DataSourceUnitConcurrency, RecordReadCloneSaveAndSnapshotTogether) {
   ComPtr<DataSourceUnit> unit;
   unit.Attach(new DataSourceUnit(L"u"));
   for (int r = 0; r < kRecorders; ++r) {
-    ASSERT_TRUE(unit->AddStream(std::dynamic_pointer_cast<DataSourceStreamRoot>(
-        Recorded<double>(L"r" + std::to_wstring(r)))));
+    ASSERT_TRUE(unit->AddStream(Recorded<double>(L"r" + std::to_wstring(r))));
   }
 
   std::atomic<int> recording{kRecorders};
@@ -36,7 +31,7 @@ TEST_F(DataSourceUnitConcurrency, RecordReadCloneSaveAndSnapshotTogether) {
   for (int r = 0; r < kRecorders; ++r) {
     threads.emplace_back([&, r] {
       auto overlay = unit->CreateOverlayDataSource();
-      auto stream = std::dynamic_pointer_cast<DataSourceStreamExtended<double>>(overlay->GetStream(L"r" + std::to_wstring(r)));
+      auto stream = Typed<double>(overlay->GetStream(L"r" + std::to_wstring(r)));
       for (int i = 0; i < kSamples; ++i) EXPECT_TRUE(stream->AddSample(i * 10, i));
       --recording;
     });
@@ -77,39 +72,4 @@ TEST_F(DataSourceUnitConcurrency, RecordReadCloneSaveAndSnapshotTogether) {
               static_cast<std::size_t>(kSamples));
   }
   EXPECT_EQ(AllSamples<double>(unit->FindOverlayStream(L"snap")).size(), static_cast<std::size_t>(kSnapshots));
-}
-
-// While an import holds the unit's lock, another thread still reads the
-// converter name and the load outcome; a throwing import leaves the lock free.
-TEST_F(DataSourceUnitConcurrency, ConverterNameAnswersDuringAnImport) {
-  std::promise<void> answered;
-  auto answeredFuture = answered.get_future().share();
-  class Waiting : public IExternalDataSourceImporter {
-   public:
-    explicit Waiting(std::shared_future<void> f) : m_f(std::move(f)) {}
-    HRESULT Import(const std::wstring&, const std::wstring&, IDataSourceUnitExternal*) override {
-      if (m_f.wait_for(std::chrono::seconds(10)) != std::future_status::ready) return E_FAIL;
-      throw std::runtime_error("import gave up");
-    }
-    std::shared_future<void> m_f;
-  };
-  ASSERT_TRUE(RegisterExternalDataSourceImporterFactory(
-      L"CONC.WAIT", [answeredFuture] { return std::make_shared<Waiting>(answeredFuture); }));
-
-  const auto decoders = Decoders(ListXml(L"<DataSource name='e' isExternal='yes' dataFilename='f.csv' "
-                                         L"converterName='CONC.WAIT'/>"));
-  ComPtr<IDataSourceUnitExternal> unit;
-  ASSERT_EQ(CreateExternalDataSourceUnit(L"", unit.GetAddressOf()), S_OK);
-  auto* external = static_cast<DataSourceUnitExternal*>(unit.Get());
-  std::thread loader([&] { EXPECT_TRUE(external->Load(decoders.at(0))); });
-  std::wstring name;
-  while (name.empty()) name = unit->GetConverterName();
-  EXPECT_FALSE(unit->HasLoadFailed());
-  answered.set_value();
-  loader.join();
-  EXPECT_EQ(name, L"CONC.WAIT");
-  EXPECT_TRUE(unit->HasLoadFailed());
-  auto other = std::async(std::launch::async, [&] { return unit->GetDataFilename(); });
-  ASSERT_EQ(other.wait_for(std::chrono::seconds(5)), std::future_status::ready);
-  EXPECT_EQ(other.get(), L"/docs/f.csv");
 }

@@ -31,7 +31,7 @@ inline std::wstring ListXml(const std::wstring& dataSources) {
          dataSources + L"</mpeg7:DescriptionUnit></mpeg7:Mpeg7>";
 }
 
-// The element children of the list's description unit, as unit decoders.
+// The children of the list's description unit, as unit decoders.
 inline std::vector<DataSourceUnitDecoder> Decoders(const std::wstring& xml, const std::wstring& folder = L"/docs") {
   qz_com::ComPtr<IXMLDOMDocument> doc;
   EXPECT_EQ(S_OK, DataSourceEncDecCommon::CreateDocument(doc.GetAddressOf()));
@@ -40,12 +40,9 @@ inline std::vector<DataSourceUnitDecoder> Decoders(const std::wstring& xml, cons
   qz_com::ComPtr<IXMLDOMElement> root;
   doc->get_documentElement(root.GetAddressOf());
   DataSourceUnitMgrDecoder list(folder);
-  std::vector<DataSourceUnitDecoder> all, elements;
-  EXPECT_TRUE(root && list.Locate(root.Get()) && list.GetUnitDecoders(all));
-  for (auto& d : all) {
-    if (d.GetNode().GetElement() != nullptr) elements.push_back(d);
-  }
-  return elements;
+  std::vector<DataSourceUnitDecoder> units;
+  EXPECT_TRUE(root && list.Locate(root.Get()) && list.GetUnitDecoders(units));
+  return units;
 }
 
 // The unit written alone into a new list document, as XML text; "" when the
@@ -63,24 +60,27 @@ inline std::wstring SavedXml(IDataSourceUnitCtrl* unit, const std::wstring& docu
   return xml;
 }
 
+template <class T, class P>
+std::shared_ptr<DataSourceStreamExtended<T>> Typed(const std::shared_ptr<P>& stream) {
+  return std::dynamic_pointer_cast<DataSourceStreamExtended<T>>(stream);
+}
+
 // A new internal stream recording from time origin 0, unbounded.
 template <class T>
-std::shared_ptr<DataSourceStreamExtended<T>> Recorded(const std::wstring& name,
-                                                       const std::vector<std::pair<std::int64_t, T>>& samples = {}) {
+std::shared_ptr<DataSourceStreamRoot> Recorded(const std::wstring& name,
+                                               const std::vector<std::pair<std::int64_t, T>>& samples = {}) {
   auto root = CreateInternalStream(StreamValueType<T>::value);
   root->Initialize(name, false);
   root->StartRecording(0);
-  auto typed = std::dynamic_pointer_cast<DataSourceStreamExtended<T>>(root);
-  for (const auto& [t, v] : samples) EXPECT_TRUE(typed->AddSample(t, v));
-  return typed;
+  for (const auto& [t, v] : samples) EXPECT_TRUE(Typed<T>(root)->AddSample(t, v));
+  return root;
 }
 
-template <class T>
-std::vector<std::pair<std::int64_t, T>> AllSamples(const std::shared_ptr<qz_ds::DataSourceStreamBase>& stream) {
+// Every sample of a stream of value type T, in presentation times.
+template <class T, class P>
+std::vector<std::pair<std::int64_t, T>> AllSamples(const std::shared_ptr<P>& stream) {
   std::vector<std::pair<std::int64_t, T>> out;
-  if (auto typed = std::dynamic_pointer_cast<qz_ds::DataSourceStream<T>>(stream)) {
-    typed->GetSamples(INT64_MIN, INT64_MAX, out);
-  }
+  if (auto typed = Typed<T>(stream)) typed->GetSamples(INT64_MIN, INT64_MAX, out);
   return out;
 }
 
