@@ -30,6 +30,7 @@
 #include "qz_dsc/DataSourceStreamExternal.h"
 #include "qz_dsc/DataSourceStreamRoot.h"
 #include "qz_dsc/StreamTypes.h"
+#include "streams/ReentrantLock.h"
 #include "streams/SampleStore.h"
 
 namespace qz_dsc {
@@ -107,7 +108,7 @@ class DataSourceStreamExternalTempl final : public DataSourceStreamRoot,
   std::size_t GetSampleCount() const;
 
  private:
-  using Lock = std::lock_guard<std::recursive_mutex>;
+  using Lock = std::lock_guard<ReentrantLock>;
 
   // Presentation time of a sample key; REQUIRES: lock held.
   std::int64_t ToPresentation(std::int64_t key, std::int64_t offset) const noexcept;
@@ -115,7 +116,7 @@ class DataSourceStreamExternalTempl final : public DataSourceStreamRoot,
   bool GetValueRangeLocked(T& low, T& high) const;
   bool GetTimeSpanLocked(std::int64_t& first, std::int64_t& last) const;
 
-  mutable std::recursive_mutex m_lock;
+  mutable ReentrantLock m_lock;
   SampleStore<T> m_samples;
   std::int64_t m_timeBase = 0;
   bool m_constant = false;

@@ -1,6 +1,7 @@
 #include "streams/DataSourceStreamTempl.h"
 
 #include <algorithm>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -50,10 +51,15 @@ std::int64_t DataSourceStreamTempl<T>::ToPresentation(std::int64_t key) const no
 }
 
 template <class T>
+std::uint32_t DataSourceStreamTempl<T>::ActiveLimit() const noexcept {
+  return m_unbounded ? m_recordingLimit : m_limitCount;
+}
+
+template <class T>
 template <class V>
 bool DataSourceStreamTempl<T>::AddLocked(std::int64_t t, V&& value) {
   if (SubtractTime(t, m_freezeDelay) >= m_stopTime) return false;
-  const std::uint32_t limit = m_unbounded ? m_recordingLimit : m_limitCount;
+  const std::uint32_t limit = ActiveLimit();
   if (limit == 0 || m_samples.size() < limit) {
     m_samples.InsertOrAssign(t, std::forward<V>(value));
     return true;
@@ -64,16 +70,26 @@ bool DataSourceStreamTempl<T>::AddLocked(std::int64_t t, V&& value) {
   if (at != m_samples.size()) {
     m_samples.ValueAt(at) = std::forward<V>(value);
   } else {
-    m_samples.EraseFront(1);
-    m_samples.InsertOrAssign(t, std::forward<V>(value));
+    m_samples.InsertDroppingFront(t, std::forward<V>(value));
   }
   return true;
 }
 
 template <class T>
+void DataSourceStreamTempl<T>::ReportNoMemory(std::size_t count) const {
+  QZ_REPORT(1, L"Stream \"%s\": out of memory, %zu samples not added.", this->m_name.c_str(), count);
+}
+
+template <class T>
 bool DataSourceStreamTempl<T>::AddSample(std::int64_t time, const T& value) {
   Lock lock(m_lock);
-  if (!AddLocked(time, value)) return false;
+  try {
+    if (!AddLocked(time, value)) return false;
+  } catch (const std::bad_alloc&) {
+    // The store is unchanged: every insert either completes or undoes itself.
+    ReportNoMemory(1);
+    return false;
+  }
   m_lastModified = LastModifiedNow();
   return true;
 }
@@ -81,27 +97,33 @@ bool DataSourceStreamTempl<T>::AddSample(std::int64_t time, const T& value) {
 template <class T>
 bool DataSourceStreamTempl<T>::AddSamples(const std::vector<Sample>& samples) {
   Lock lock(m_lock);
+  const std::size_t n = samples.size();
+  const std::uint32_t limit = ActiveLimit();
   std::size_t i = 0;
-  if ((m_unbounded ? m_recordingLimit : m_limitCount) == 0) {
-    // Without a limit, the leading run of samples that are accepted and newer
-    // than everything stored is appended in one go; the rest takes the
-    // general rule one by one.
-    const std::size_t n = samples.size();
-    bool haveLast = !m_samples.empty();
-    std::int64_t last = haveLast ? m_samples.BackKey() : 0;
-    while (i < n && (!haveLast || samples[i].first > last) &&
-           SubtractTime(samples[i].first, m_freezeDelay) < m_stopTime) {
-      last = samples[i].first;
-      haveLast = true;
-      ++i;
+  try {
+    // Room for every sample that can stay, made before anything changes: a
+    // batch too large for memory fails here and leaves the stream as it was.
+    const std::size_t room =
+        limit == 0 ? n : std::min<std::size_t>(n, limit - std::min<std::size_t>(limit, m_samples.size()));
+    m_samples.Reserve(room);
+    if (limit == 0) {
+      // The leading run of samples that are accepted and newer than
+      // everything stored is appended in one go; the rest takes the general
+      // rule one by one.
+      i = m_samples.AppendRun(samples.data(), n, [this](std::int64_t t) {
+        return SubtractTime(t, m_freezeDelay) < m_stopTime;
+      });
     }
-    m_samples.AppendAscending(
-        i, [&samples](std::size_t j) { return samples[j].first; },
-        [&samples](std::size_t j) -> const T& { return samples[j].second; });
-    if (i < n) m_samples.Reserve(n - i);
-  }
-  for (; i < samples.size(); ++i) {
-    if (!AddLocked(samples[i].first, samples[i].second)) return false;
+    for (; i < n; ++i) {
+      if (!AddLocked(samples[i].first, samples[i].second)) return false;
+    }
+  } catch (const std::bad_alloc&) {
+    // Only copying a value that owns memory (a text, a long vector) can
+    // fail after the room was made; the samples before it stay, as before
+    // a refused sample.
+    ReportNoMemory(n - i);
+    if (i > 0) m_lastModified = LastModifiedNow();
+    return false;
   }
   m_lastModified = LastModifiedNow();
   return true;
@@ -299,7 +321,7 @@ bool DataSourceStreamTempl<T>::LoadContent(const DataSourceStreamDecoder& decode
   std::int32_t flowType = 0;
   if (decoder.GetFlowType(flowType)) m_constant = IsConstantXmlFlowType(flowType);
 
-  if ((m_unbounded ? m_recordingLimit : m_limitCount) == 0 && count > 0) {
+  if (ActiveLimit() == 0 && count > 0) {
     m_samples.Reserve(static_cast<std::size_t>(count));
   }
   // A sample whose time or text does not convert is skipped; the others load.

@@ -28,6 +28,7 @@
 #include "qz_dsc/DataSourceStreamExtended.h"
 #include "qz_dsc/DataSourceStreamRoot.h"
 #include "qz_dsc/StreamTypes.h"
+#include "streams/ReentrantLock.h"
 #include "streams/SampleStore.h"
 
 namespace qz_dsc {
@@ -107,8 +108,12 @@ class DataSourceStreamTempl final : public DataSourceStreamRoot,
   std::size_t GetSampleCount() const;
 
  private:
-  using Lock = std::lock_guard<std::recursive_mutex>;
+  using Lock = std::lock_guard<ReentrantLock>;
 
+  // The count limit in force (0 = none); REQUIRES: lock held.
+  std::uint32_t ActiveLimit() const noexcept;
+  // Logs that count samples could not be added for want of memory.
+  void ReportNoMemory(std::size_t count) const;
   // The add rule; REQUIRES: lock held. False when the sample is refused.
   template <class V>
   bool AddLocked(std::int64_t t, V&& value);
@@ -124,7 +129,7 @@ class DataSourceStreamTempl final : public DataSourceStreamRoot,
   const wchar_t* FindUncarriableText(const std::wstring& defaultText, const std::wstring& lowText,
                                      const std::wstring& highText) const;
 
-  mutable std::recursive_mutex m_lock;
+  mutable ReentrantLock m_lock;
   SampleStore<T> m_samples;
   std::uint32_t m_limitCount = kDefaultLimitCount;
   std::int64_t m_timeOrigin = 0;
