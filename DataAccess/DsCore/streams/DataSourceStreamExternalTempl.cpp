@@ -1,18 +1,12 @@
 #include "streams/DataSourceStreamExternalTempl.h"
 
 #include <limits>
-#include <type_traits>
+#include <new>
 #include <utility>
 
 #include "module/Check.h"
-#include "qz_dsc/DataSourceStreamDecoder.h"
-#include "qz_dsc/DataSourceStreamEncoder.h"
 #include "streams/LastModifiedClock.h"
-#include "streams/StreamPropertyBuilder.h"
 #include "streams/StreamTime.h"
-#include "streams/StreamValueOrder.h"
-#include "streams/StreamValueText.h"
-#include "xml/XmlCharacters.h"
 
 namespace qz_dsc {
 namespace {
@@ -65,29 +59,6 @@ qz_math::VectorN<6> Blend(const qz_math::VectorN<6>& a, const qz_math::VectorN<6
 const std::wstring& Blend(const std::wstring& a, const std::wstring&, double) noexcept { return a; }
 const Skeleton& Blend(const Skeleton& a, const Skeleton&, double) noexcept { return a; }
 
-// Skeleton poses have no order: a range of two poses is always taken as
-// given, and the computed range of a skeleton stream is its first sample.
-template <class T>
-bool Less(const T& a, const T& b) noexcept {
-  if constexpr (std::is_same_v<T, Skeleton>) {
-    return false;
-  } else {
-    return ValueLess(a, b);
-  }
-}
-
-template <class T>
-bool InOrder(const T& low, const T& high) noexcept {
-  if constexpr (std::is_same_v<T, Skeleton>) {
-    return true;
-  } else {
-    return ValueLessOrEqual(low, high);
-  }
-}
-
-constexpr const wchar_t* kUncarriableText =
-    L"Stream \"%s\" not saved: its %s hold a character an XML document cannot carry.";
-
 }  // namespace
 
 // ---- life cycle --------------------------------------------------------------
@@ -97,7 +68,6 @@ void DataSourceStreamExternalTempl<T>::Initialize(const std::wstring& name, bool
   Lock lock(m_lock);
   this->m_name = name;
   Clear();
-  m_lastModified = LastModifiedNow();
 }
 
 template <class T>
@@ -105,6 +75,7 @@ void DataSourceStreamExternalTempl<T>::Clear() {
   Lock lock(m_lock);
   m_samples.Clear();
   m_samples.ShrinkToFit();
+  m_lookupHint = 0;
   m_unavailable = false;
   m_lastModified = LastModifiedNow();
 }
@@ -112,57 +83,28 @@ void DataSourceStreamExternalTempl<T>::Clear() {
 template <class T>
 std::int32_t DataSourceStreamExternalTempl<T>::ApplyModifier(const DataSourceStreamModifier& /*modifier*/,
                                                              std::int64_t /*defaultTime*/) {
-  return kModifierApplied;
+  return DataSourceStreamRoot::kModifierApplied;
 }
 
 // ---- time offsets --------------------------------------------------------------
 
 template <class T>
 void DataSourceStreamExternalTempl<T>::Rebase(std::int64_t t) {
-  std::int64_t offset = m_presentationOffset.load(std::memory_order_relaxed);
-  while (!m_presentationOffset.compare_exchange_weak(offset, SubtractTime(offset, t), std::memory_order_relaxed)) {
+  std::int64_t offset = m_videoOffset.load(std::memory_order_relaxed);
+  while (!m_videoOffset.compare_exchange_weak(offset, SubtractTime(offset, t), std::memory_order_relaxed)) {
   }
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::SetVideoOffset(std::int64_t offset) {
-  Lock lock(m_lock);
-  m_presentationOffset.store(offset, std::memory_order_relaxed);
-}
-
-template <class T>
-std::int64_t DataSourceStreamExternalTempl<T>::GetVideoOffset() {
-  Lock lock(m_lock);
-  return m_presentationOffset.load(std::memory_order_relaxed);
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::SetFirstSampleTime(std::int64_t time) {
-  Lock lock(m_lock);
-  m_firstSampleTime = time;
-}
-
-template <class T>
-std::int64_t DataSourceStreamExternalTempl<T>::GetFirstSampleTime() {
-  Lock lock(m_lock);
-  return m_firstSampleTime;
 }
 
 template <class T>
 void DataSourceStreamExternalTempl<T>::SetTimeBase(std::int64_t timeBase) {
   Lock lock(m_lock);
-  m_timeBase = timeBase;
+  m_timeOrigin = timeBase;
 }
 
 template <class T>
 std::int64_t DataSourceStreamExternalTempl<T>::GetTimeBase() {
   Lock lock(m_lock);
-  return m_timeBase;
-}
-
-template <class T>
-std::int64_t DataSourceStreamExternalTempl<T>::ToPresentation(std::int64_t key, std::int64_t offset) const noexcept {
-  return PresentationOf(key, m_timeBase, offset);
+  return m_timeOrigin;
 }
 
 // ---- the document ----------------------------------------------------------------
@@ -170,39 +112,11 @@ std::int64_t DataSourceStreamExternalTempl<T>::ToPresentation(std::int64_t key, 
 template <class T>
 bool DataSourceStreamExternalTempl<T>::LoadContent(const DataSourceStreamDecoder& decoder, std::int32_t /*flag*/) {
   Lock lock(m_lock);
-  std::wstring name;
-  if (!decoder.GetName(name) || name != this->m_name) return false;
-  std::int32_t classId = 0;
-  if (!QZ_CHECK_CONDITION(decoder.GetStreamClassId(classId) && classId == kStreamClassId)) return false;
   std::int32_t count = 0;
-  if (!decoder.GetSampleCount(count)) return false;
-
-  std::wstring lowText, highText;
-  if (decoder.GetRange(lowText, highText)) {
-    T low{}, high{};
-    if (TextToValue(lowText, low) && TextToValue(highText, high)) {
-      m_lowRange = std::move(low);
-      m_highRange = std::move(high);
-      m_rangeSet = true;
-    }
-  }
-  std::wstring text;
-  if (decoder.GetValueUnit(text)) m_valueUnit = text;
-  std::int64_t time = 0;
-  if (decoder.GetDataVideoOffset(time)) m_presentationOffset.store(time, std::memory_order_relaxed);
-  if (decoder.GetFirstSampleTime(time)) m_firstSampleTime = time;
-  if (decoder.GetDefaultValue(text)) {
-    T value{};
-    if (TextToValue(text, value)) m_defaultValue = std::move(value);
-  }
-  std::int32_t flowType = 0;
-  if (decoder.GetFlowType(flowType)) m_constant = IsConstantXmlFlowType(flowType);
-
+  if (!this->LoadDefinition(decoder, count)) return false;
   // Saves write no samples, but a document written by hand may hold some.
-  for (std::int32_t i = 0; i < count; ++i) {
-    T value{};
-    if (decoder.GetSample(i, text, time) && TextToValue(text, value)) m_samples.InsertOrAssign(time, std::move(value));
-  }
+  this->LoadSamples(decoder, count,
+                    [this](std::int64_t time, T&& value) { m_samples.InsertOrAssign(time, std::move(value)); });
   m_lastModified = LastModifiedNow();
   return true;
 }
@@ -213,9 +127,7 @@ bool DataSourceStreamExternalTempl<T>::Load(const DataSourceStreamDecoder& decod
   this->m_name.clear();
   Clear();
   std::wstring name;
-  if (!QZ_CHECK_CONDITION(decoder.GetName(name))) return false;
-  std::int32_t classId = 0;
-  if (!QZ_CHECK_CONDITION(decoder.GetStreamClassId(classId) && classId == kStreamClassId)) return false;
+  if (!QZ_CHECK_CONDITION(decoder.GetName(name)) || !this->HasStreamClassId(decoder)) return false;
   this->m_name = name;
   return LoadContent(decoder, 0);
 }
@@ -223,112 +135,21 @@ bool DataSourceStreamExternalTempl<T>::Load(const DataSourceStreamDecoder& decod
 template <class T>
 bool DataSourceStreamExternalTempl<T>::Save(DataSourceStreamEncoder& encoder) {
   Lock lock(m_lock);
-  const std::wstring defaultText = ValueToText(m_defaultValue);
-  std::wstring lowText, highText;
-  if (m_rangeSet) {
-    lowText = ValueToText(m_lowRange);
-    highText = ValueToText(m_highRange);
-  }
-  // Checked before anything is written, so that a refused stream leaves no
-  // half-written element behind. Samples are not written, so their texts
-  // need no look.
-  const wchar_t* what = nullptr;
-  if (!IsXmlCarriable(this->m_name)) {
-    what = L"name";
-  } else if (!IsXmlCarriable(m_valueUnit)) {
-    what = L"unit";
-  } else if (!IsXmlCarriable(defaultText)) {
-    what = L"default value";
-  } else if (!IsXmlCarriable(lowText) || !IsXmlCarriable(highText)) {
-    what = L"range";
-  }
-  if (what != nullptr) {
-    QZ_REPORT(1, kUncarriableText, this->m_name.c_str(), what);
-    return false;
-  }
-  // The encoder's attribute order; no count limit and no freeze delay. A
-  // setter that had nothing to write (a first sample time of 0, empty range
-  // texts) is no failure.
-  if (!QZ_CHECK_CONDITION(encoder.CreateStream(kStreamClassId, this->GetBasicType(), this->m_name))) return false;
-  if (!QZ_CHECK_CONDITION(encoder.SetFreeze(0, 0))) return false;
-  if (!QZ_CHECK_CONDITION(encoder.SetDataVideoOffset(m_presentationOffset.load(std::memory_order_relaxed)))) {
-    return false;
-  }
-  if (!QZ_CHECK_CONDITION(encoder.SetDefaultValue(defaultText))) return false;
-  if (m_firstSampleTime != 0 && !QZ_CHECK_CONDITION(encoder.SetFirstSampleTime(m_firstSampleTime))) return false;
-  if (!QZ_CHECK_CONDITION(encoder.SetFlowType(XmlFlowTypeOf(m_constant)))) return false;
-  if (m_rangeSet && !QZ_CHECK_CONDITION(encoder.SetRange(lowText.c_str(), highText.c_str()))) return false;
-  return QZ_CHECK_CONDITION(encoder.SetValueUnit(m_valueUnit));
+  // No count limit, no freeze delay, and never a sample.
+  return this->SaveDefinition(encoder, 0, 0, false);
 }
 
-// ---- copies and properties -------------------------------------------------------
+// ---- copies ----------------------------------------------------------------------
 
 template <class T>
 std::shared_ptr<DataSourceStreamRoot> DataSourceStreamExternalTempl<T>::Clone() {
   auto copy = std::make_shared<DataSourceStreamExternalTempl<T>>();
   Lock lock(m_lock);
-  // The copy is not shared yet: its fields need no lock.
-  copy->m_name = this->m_name;
-  copy->m_samples = m_samples;
-  copy->m_timeBase = m_timeBase;
-  copy->m_constant = m_constant;
-  copy->m_presentationOffset.store(m_presentationOffset.load(std::memory_order_relaxed), std::memory_order_relaxed);
-  copy->m_rangeSet = m_rangeSet;
-  copy->m_lowRange = m_lowRange;
-  copy->m_highRange = m_highRange;
-  copy->m_firstSampleTime = m_firstSampleTime;
-  copy->m_valueUnit = m_valueUnit;
-  copy->m_defaultValue = m_defaultValue;
-  copy->m_unavailable = m_unavailable;
-  copy->m_lastModified = m_lastModified;
+  copy->CopyCommonFrom(*this);
   return copy;
 }
 
-template <class T>
-HRESULT DataSourceStreamExternalTempl<T>::GetProperties(IQZPropertySet** set) {
-  if (!QZ_CHECK_CONDITION(set != nullptr)) return E_POINTER;
-  StreamPropertyFacts<T> facts;
-  {
-    Lock lock(m_lock);
-    facts.name = this->m_name;
-    facts.valueUnit = m_valueUnit;
-    facts.lowRange = m_lowRange;
-    facts.highRange = m_highRange;
-    facts.constant = m_constant;
-    facts.valueRangeOk = GetValueRangeLocked(facts.minValue, facts.maxValue);
-    facts.sampleCount = m_samples.size();
-    facts.videoOffset = m_presentationOffset.load(std::memory_order_relaxed);
-    facts.firstSampleTime = m_firstSampleTime;
-    facts.timeSpanOk = GetTimeSpanLocked(facts.startTime, facts.endTime);
-  }
-  return BuildStreamProperties(facts, set);
-}
-
-// ---- getters ---------------------------------------------------------------------
-
-template <class T>
-std::int64_t DataSourceStreamExternalTempl<T>::GetLastModified() const {
-  Lock lock(m_lock);
-  return m_lastModified;
-}
-
-template <class T>
-std::wstring DataSourceStreamExternalTempl<T>::GetValueUnit() const {
-  Lock lock(m_lock);
-  return m_valueUnit;
-}
-
-template <class T>
-int DataSourceStreamExternalTempl<T>::GetSamples(std::int64_t from, std::int64_t to, std::vector<Sample>& out) {
-  Lock lock(m_lock);
-  const std::int64_t offset = m_presentationOffset.load(std::memory_order_relaxed);
-  std::int64_t firstKey = 0, lastKey = 0;
-  if (!FirstKeyFrom(from, m_timeBase, offset, firstKey) || !LastKeyUpTo(to, m_timeBase, offset, lastKey)) return 0;
-  for (std::size_t i = m_samples.LowerBound(firstKey); i < m_samples.size() && m_samples.KeyAt(i) <= lastKey; ++i) {
-    out.emplace_back(ToPresentation(m_samples.KeyAt(i), offset), m_samples.ValueAt(i));
-  }
-  return 0;
-}
+// ---- lookup ----------------------------------------------------------------------
 
 template <class T>
 int DataSourceStreamExternalTempl<T>::GetValueAt(std::int64_t t, std::int64_t /*reserved*/, T& out) {
@@ -342,8 +163,9 @@ int DataSourceStreamExternalTempl<T>::GetValueAt(std::int64_t t, std::int64_t /*
     out = m_samples.ValueAt(n - 1);
     return 0;
   }
-  const std::int64_t r = SubtractTime(t, m_presentationOffset.load(std::memory_order_relaxed));
-  const std::size_t next = m_samples.UpperBound(ShiftTime(r, m_timeBase, 0));
+  const std::int64_t r = SubtractTime(t, m_videoOffset.load(std::memory_order_relaxed));
+  const std::size_t next = m_samples.UpperBound(ShiftTime(r, m_timeOrigin, 0), m_lookupHint);
+  m_lookupHint = next;
   if (next == n) {
     out = m_samples.ValueAt(n - 1);
   } else if (next == 0) {
@@ -357,74 +179,22 @@ int DataSourceStreamExternalTempl<T>::GetValueAt(std::int64_t t, std::int64_t /*
   return 0;
 }
 
-template <class T>
-bool DataSourceStreamExternalTempl<T>::GetValueRangeLocked(T& low, T& high) const {
-  if (m_rangeSet) {
-    low = m_lowRange;
-    high = m_highRange;
-    return true;
-  }
-  if (m_unavailable) return false;
-  T min{}, max{};
-  if (!m_samples.empty()) {
-    min = m_samples.ValueAt(0);
-    max = min;
-    for (std::size_t i = 1; i < m_samples.size(); ++i) {
-      const T& v = m_samples.ValueAt(i);
-      if (Less(v, min)) min = v;
-      if (Less(max, v)) max = v;
-    }
-  }
-  low = std::move(min);
-  high = std::move(max);
-  return true;
-}
-
-template <class T>
-bool DataSourceStreamExternalTempl<T>::GetValueRange(T& low, T& high) {
-  Lock lock(m_lock);
-  return GetValueRangeLocked(low, high);
-}
-
-template <class T>
-bool DataSourceStreamExternalTempl<T>::GetTimeSpanLocked(std::int64_t& first, std::int64_t& last) const {
-  if (m_unavailable) return false;
-  if (m_samples.empty()) {
-    first = 0;
-    last = 0;
-    return false;
-  }
-  const std::int64_t offset = m_presentationOffset.load(std::memory_order_relaxed);
-  first = ToPresentation(m_samples.FrontKey(), offset);
-  last = ToPresentation(m_samples.BackKey(), offset);
-  return true;
-}
-
-template <class T>
-bool DataSourceStreamExternalTempl<T>::GetTimeSpan(std::int64_t& first, std::int64_t& last) {
-  Lock lock(m_lock);
-  return GetTimeSpanLocked(first, last);
-}
-
-template <class T>
-T DataSourceStreamExternalTempl<T>::GetDefaultValue() {
-  Lock lock(m_lock);
-  return m_defaultValue;
-}
-
-template <class T>
-std::size_t DataSourceStreamExternalTempl<T>::GetSampleCount() const {
-  Lock lock(m_lock);
-  return m_samples.size();
-}
-
-// ---- setters -----------------------------------------------------------------------
+// ---- adds ------------------------------------------------------------------------
 
 template <class T>
 bool DataSourceStreamExternalTempl<T>::AddSamples(const std::vector<Sample>& samples) {
   Lock lock(m_lock);
-  m_samples.Reserve(samples.size());
-  for (const auto& [time, value] : samples) m_samples.InsertOrAssign(time, value);
+  std::size_t i = 0;
+  try {
+    // The room is made before anything changes; only copying a value that
+    // owns memory can fail after it, and the samples before it stay.
+    m_samples.Reserve(samples.size());
+    for (; i < samples.size(); ++i) m_samples.InsertOrAssign(samples[i].first, samples[i].second);
+  } catch (const std::bad_alloc&) {
+    this->ReportNoMemory(samples.size() - i);
+    if (i > 0) m_lastModified = LastModifiedNow();
+    return false;
+  }
   m_lastModified = LastModifiedNow();
   return true;
 }
@@ -432,50 +202,14 @@ bool DataSourceStreamExternalTempl<T>::AddSamples(const std::vector<Sample>& sam
 template <class T>
 bool DataSourceStreamExternalTempl<T>::AddSample(std::int64_t time, const T& value) {
   Lock lock(m_lock);
-  m_samples.InsertOrAssign(time, value);
+  try {
+    m_samples.InsertOrAssign(time, value);
+  } catch (const std::bad_alloc&) {
+    this->ReportNoMemory(1);  // the store undid the insert
+    return false;
+  }
   m_lastModified = LastModifiedNow();
   return true;
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::ReplaceSamples(std::map<std::int64_t, T>&& samples) {
-  Lock lock(m_lock);
-  m_samples.Assign(std::move(samples));
-  m_lastModified = LastModifiedNow();
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::SetValueRange(const T& low, const T& high) {
-  Lock lock(m_lock);
-  m_rangeSet = true;
-  if (InOrder(low, high)) {
-    m_lowRange = low;
-    m_highRange = high;
-  }
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::SetValueUnit(const wchar_t* unit) {
-  Lock lock(m_lock);
-  m_valueUnit = unit != nullptr ? unit : L"";
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::SetDefaultValue(const T& value) {
-  Lock lock(m_lock);
-  m_defaultValue = value;
-}
-
-template <class T>
-void DataSourceStreamExternalTempl<T>::SetConstant(bool constant) {
-  Lock lock(m_lock);
-  m_constant = constant;
-}
-
-template <class T>
-bool DataSourceStreamExternalTempl<T>::IsConstant() {
-  Lock lock(m_lock);
-  return m_constant;
 }
 
 template class DataSourceStreamExternalTempl<std::int32_t>;

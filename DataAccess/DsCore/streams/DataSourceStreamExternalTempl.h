@@ -11,43 +11,33 @@
 // whole body, except GetBasicType, GetImplementationKind and GetName (the
 // name is set only while the stream is initialised or loaded, before it is
 // shared), IsReservedFlagSet (a constant) and Rebase, which changes the
-// presentation offset without the lock; the offset is therefore atomic and
-// read once per operation. No operation takes two streams' locks.
+// presentation offset (the video offset of DataSourceStreamCommon) without
+// the lock. No operation takes two streams' locks.
 //
 // Invariants, under the lock: one value per key; presentation time = key -
 // time base + presentation offset, clamped to the 64-bit range.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "qz_dsc/DataSourceStreamExtended.h"
 #include "qz_dsc/DataSourceStreamExternal.h"
-#include "qz_dsc/DataSourceStreamRoot.h"
-#include "qz_dsc/StreamTypes.h"
-#include "streams/SampleStore.h"
+#include "streams/DataSourceStreamCommon.h"
 
 namespace qz_dsc {
 
 template <class T>
-class DataSourceStreamExternalTempl final : public DataSourceStreamRoot,
-                                            public DataSourceStreamImp2<kExternalStreamKind, T>,
+class DataSourceStreamExternalTempl final : public DataSourceStreamCommon<kExternalStreamKind, T>,
                                             public DataSourceStreamExternal {
- public:
-  using Sample = typename DataSourceStreamExtended<T>::Sample;
+  using Base = DataSourceStreamCommon<kExternalStreamKind, T>;
 
-  // The class identifier written to and required from the document.
-  static constexpr std::int32_t kStreamClassId = 2;
+ public:
+  using Sample = typename Base::Sample;
 
   DataSourceStreamExternalTempl() = default;
   ~DataSourceStreamExternalTempl() override = default;
-  DataSourceStreamExternalTempl(const DataSourceStreamExternalTempl&) = delete;
-  DataSourceStreamExternalTempl& operator=(const DataSourceStreamExternalTempl&) = delete;
 
   // DataSourceStreamRoot
   // Names and empties the stream; startNow is ignored (nothing is recorded).
@@ -65,11 +55,6 @@ class DataSourceStreamExternalTempl final : public DataSourceStreamRoot,
   // Subtracts t from the presentation offset (clamped), without the lock.
   void Rebase(std::int64_t t) override;
   void TruncateAfter(std::int64_t) override {}  // the data file owns the samples
-  // The presentation offset.
-  void SetVideoOffset(std::int64_t offset) override;
-  std::int64_t GetVideoOffset() override;
-  void SetFirstSampleTime(std::int64_t time) override;  // also the typed interface's
-  std::int64_t GetFirstSampleTime() override;
   [[nodiscard]] bool Load(const DataSourceStreamDecoder& decoder) override;
   // Writes the definition in the encoder's attribute order and no "Value".
   [[nodiscard]] bool Save(DataSourceStreamEncoder& encoder) override;
@@ -77,57 +62,29 @@ class DataSourceStreamExternalTempl final : public DataSourceStreamRoot,
   [[nodiscard]] bool LoadSettings(const DataSourceStreamDecoder&) override { return false; }
   [[nodiscard]] bool SaveSettings(DataSourceStreamEncoder&) override { return false; }
   std::shared_ptr<DataSourceStreamRoot> Clone() override;
-  HRESULT GetProperties(IQZPropertySet** set) override;
-
-  // qz_ds::DataSourceStreamBase (the identity slots come from Imp2)
-  std::int64_t GetLastModified() const override;
-  std::wstring GetValueUnit() const override;
 
   // qz_ds::DataSourceStream<T>
-  int GetSamples(std::int64_t from, std::int64_t to, std::vector<Sample>& out) override;
   int GetValueAt(std::int64_t t, std::int64_t reserved, T& out) override;
-  bool GetValueRange(T& low, T& high) override;
-  bool GetTimeSpan(std::int64_t& first, std::int64_t& last) override;
-  T GetDefaultValue() override;
 
-  // DataSourceStreamExtended<T>: adds always succeed.
+  // DataSourceStreamExtended<T>: adds succeed unless memory runs out.
   bool AddSamples(const std::vector<Sample>& samples) override;
   bool AddSample(std::int64_t time, const T& value) override;
-  void ReplaceSamples(std::map<std::int64_t, T>&& samples) override;
-  void SetValueRange(const T& low, const T& high) override;
-  void SetValueUnit(const wchar_t* unit) override;
-  void SetDefaultValue(const T& value) override;
-  void SetConstant(bool constant) override;
-  bool IsConstant() override;
 
   // DataSourceStreamExternal
   void SetTimeBase(std::int64_t timeBase) override;
   std::int64_t GetTimeBase() override;
 
-  std::size_t GetSampleCount() const;
-
  private:
-  using Lock = std::lock_guard<std::recursive_mutex>;
-
-  // Presentation time of a sample key; REQUIRES: lock held.
-  std::int64_t ToPresentation(std::int64_t key, std::int64_t offset) const noexcept;
-  // REQUIRES: lock held.
-  bool GetValueRangeLocked(T& low, T& high) const;
-  bool GetTimeSpanLocked(std::int64_t& first, std::int64_t& last) const;
-
-  mutable std::recursive_mutex m_lock;
-  SampleStore<T> m_samples;
-  std::int64_t m_timeBase = 0;
-  bool m_constant = false;
-  std::atomic<std::int64_t> m_presentationOffset{0};
-  bool m_rangeSet = false;
-  T m_lowRange{};
-  T m_highRange{};
-  std::int64_t m_firstSampleTime = 0;
-  std::wstring m_valueUnit;
-  T m_defaultValue{};
-  bool m_unavailable = false;  // never set here; the range and span queries honour it
-  std::int64_t m_lastModified = 0;
+  using typename Base::Lock;
+  using Base::m_constant;
+  using Base::m_defaultValue;
+  using Base::m_lastModified;
+  using Base::m_lock;
+  using Base::m_lookupHint;
+  using Base::m_samples;
+  using Base::m_timeOrigin;
+  using Base::m_unavailable;
+  using Base::m_videoOffset;
 };
 
 extern template class DataSourceStreamExternalTempl<std::int32_t>;

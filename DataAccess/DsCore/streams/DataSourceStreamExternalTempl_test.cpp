@@ -75,6 +75,26 @@ TEST(ExternalStreamInterpolation, IntBlendsTruncatesTowardZeroAndHoldsAtTheEnds)
   EXPECT_EQ(ValueAt(*s, -50), -13);
 }
 
+TEST(ExternalStreamInterpolation, PlaybackOrderJumpsAndChangesAgreeWithFreshLookups) {
+  // The lookup remembers its last position: forward steps, jumps back, a
+  // cleared store and a replaced one must all still find the right pair.
+  auto s = Make<std::int32_t>();
+  std::map<std::int64_t, std::int32_t> samples;
+  for (std::int32_t i = 0; i <= 100; ++i) samples.emplace(i * 10, i * 100);
+  s->ReplaceSamples(std::move(samples));
+  const std::int64_t times[] = {0, 5, 10, 15, 20, 995, 1000, 2000, 3, 25, 24, 500, 499, kMin, 7};
+  for (std::int64_t t : times) {
+    const std::int32_t expected = t <= 0 ? 0 : t >= 1000 ? 10000 : static_cast<std::int32_t>(t * 10);
+    EXPECT_EQ(ValueAt(*s, t), expected) << t;
+  }
+  ASSERT_EQ(ValueAt(*s, 995), 9950);
+  s->ReplaceSamples({{0, 0}, {10, 100}});
+  EXPECT_EQ(ValueAt(*s, 5), 50);
+  s->Clear();
+  s->AddSample(0, 1);
+  EXPECT_EQ(ValueAt(*s, 5), 1);
+}
+
 TEST(ExternalStreamInterpolation, FractionUsesTheTimeWithoutTheTimeBaseAndIntsSaturate) {
   // Neighbours are found at time base + r, the fraction is taken from r: with
   // a time base of 1000 and r = 50, the pair (1000, 1100) is used with the

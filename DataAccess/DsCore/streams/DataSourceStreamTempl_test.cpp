@@ -22,6 +22,7 @@
 #include "qz_dsc/Ticks.h"
 #include "LogCapture.h"
 #include "streams/InternalStreamFactory.h"
+#include "streams/SampleColumn.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 #include "xml/DataSourceUnitMgrEncoder.h"
 
@@ -189,6 +190,36 @@ TEST(StreamRecording, StopTimePlusFreezeDelayIsTheFirstRefusedTime) {
   EXPECT_EQ(Times(b), (std::vector<std::int64_t>{10, 20}));
   b.SetStopTime(kMin);  // everything refused, even the smallest time
   EXPECT_FALSE(b.AddSample(kMin, 1));
+}
+
+template <class T>
+void ExpectOutOfMemoryChangesNothing(const T& value) {
+  DataSourceStreamTempl<T> s;
+  s.Initialize(L"mem", true);
+  // Eight samples fill the first block of both columns exactly.
+  for (int i = 0; i < 8; ++i) ASSERT_TRUE(s.AddSample(i, value));
+  const auto before = All(s);
+  const std::int64_t stamp = s.GetLastModified();
+  LogCapture log;
+  SetSampleStoreByteLimit(8 * sizeof(T));
+  const bool one = s.AddSample(8, value);
+  const bool batch = s.AddSamples({{9, value}, {10, value}});
+  const bool older = s.AddSample(-1, value);  // an insert in front needs room too
+  SetSampleStoreByteLimit(0);
+  EXPECT_FALSE(one);
+  EXPECT_FALSE(batch);
+  EXPECT_FALSE(older);
+  EXPECT_EQ(All(s), before);
+  EXPECT_EQ(s.GetLastModified(), stamp);
+  const auto messages = log.Messages();
+  ASSERT_EQ(messages.size(), 3u);
+  EXPECT_NE(messages[0].find(L"\"mem\": out of memory"), std::wstring::npos) << messages[0];
+  EXPECT_TRUE(s.AddSample(8, value));  // memory back: the stream works on
+}
+
+TEST(StreamRecording, OutOfMemoryFailsTheAddAndLeavesTheStreamAsItWas) {
+  ExpectOutOfMemoryChangesNothing(1.5);
+  ExpectOutOfMemoryChangesNothing(std::wstring(40, L'x'));  // held in a vector, not a raw block
 }
 
 // ---- lookup -----------------------------------------------------------------

@@ -1,10 +1,15 @@
 // The sample store of a stream: one value per 64-bit time key, kept in
 // ascending key order, built for samples that arrive in time order. Keys and
-// values live in two parallel arrays with a head offset, so that appending a
-// newer key is a push to the back, dropping the smallest key only moves the
-// head (the dead prefix is reclaimed once it outgrows the live part), and a
-// double sample costs 16 bytes plus spare capacity. Out-of-order keys are
-// inserted in place and stay correct, at the cost of moving the shorter side.
+// values live in two parallel columns (SampleColumn.h) with a head offset,
+// so that appending a newer key is a push to the back, dropping the smallest
+// key only moves the head (the dead prefix is reclaimed once it outgrows the
+// live part), and a double sample costs 16 bytes plus spare capacity.
+// Out-of-order keys are inserted in place and stay correct, at the cost of
+// moving the shorter side.
+//
+// Memory: every operation that can allocate throws std::bad_alloc when
+// memory is exhausted and then leaves the store as it was (AppendAscending
+// included); Reserve makes the following inserts allocation-free.
 // Not synchronised: the owning stream holds its lock around every call.
 #pragma once
 
@@ -12,8 +17,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <type_traits>
 #include <utility>
-#include <vector>
+
+#include "streams/SampleColumn.h"
 
 namespace qz_dsc {
 
@@ -25,8 +32,8 @@ class SampleStore {
   SampleStore() = default;
   // Copies only the live samples, with no spare capacity.
   SampleStore(const SampleStore& other)
-      : m_keys(other.m_keys.begin() + static_cast<std::ptrdiff_t>(other.m_head), other.m_keys.end()),
-        m_values(other.m_values.begin() + static_cast<std::ptrdiff_t>(other.m_head), other.m_values.end()) {}
+      : m_keys(other.m_keys.data() + other.m_head, other.m_keys.data() + other.m_keys.size()),
+        m_values(other.m_values.data() + other.m_head, other.m_values.data() + other.m_values.size()) {}
   SampleStore& operator=(const SampleStore& other) {
     if (this != &other) {
       SampleStore copy(other);
@@ -37,9 +44,9 @@ class SampleStore {
   SampleStore(SampleStore&& other) noexcept { swap(other); }
   SampleStore& operator=(SampleStore&& other) noexcept {
     if (this != &other) {
-      Clear();
-      ShrinkToFit();
-      swap(other);
+      SampleStore moved;
+      moved.swap(other);
+      swap(moved);
     }
     return *this;
   }
@@ -64,8 +71,8 @@ class SampleStore {
 
   // First index whose key is >= k (size() if none).
   std::size_t LowerBound(Key k) const {
-    const auto first = m_keys.begin() + static_cast<std::ptrdiff_t>(m_head);
-    return static_cast<std::size_t>(std::lower_bound(first, m_keys.end(), k) - first);
+    const Key* first = m_keys.data() + m_head;
+    return static_cast<std::size_t>(std::lower_bound(first, first + size(), k) - first);
   }
   // First index whose key is > k (size() if none). Sample times are nearly
   // evenly spaced, so the search starts where interpolation between the
@@ -114,8 +121,24 @@ class SampleStore {
   bool InsertOrAssign(Key k, const T& v) { return Put(k, v); }
   bool InsertOrAssign(Key k, T&& v) { return Put(k, std::move(v)); }
 
+  // Removes the smallest key and stores v under k, which is not stored yet,
+  // so that the size stays: a key older than every other one still goes in.
+  // REQUIRES: !empty(), Find(k) == size()
+  template <class V>
+  void InsertDroppingFront(Key k, V&& v) {
+    if (k < FrontKey()) {
+      // The new key takes the dropped one's place at the front.
+      m_values[m_head] = std::forward<V>(v);
+      m_keys[m_head] = k;
+      return;
+    }
+    // Inserted first, so that a failed allocation drops nothing.
+    Put(k, std::forward<V>(v));
+    EraseFront(1);
+  }
+
   // Removes the n smallest keys (all when n >= size()).
-  void EraseFront(std::size_t n) {
+  void EraseFront(std::size_t n) noexcept {
     if (n >= size()) {
       Clear();
       return;
@@ -126,10 +149,10 @@ class SampleStore {
     if (m_head > size()) Compact();
   }
   // Removes indexes i .. size()-1.
-  void EraseFrom(std::size_t i) {
+  void EraseFrom(std::size_t i) noexcept {
     if (i >= size()) return;
-    m_keys.resize(m_head + i);
-    m_values.erase(m_values.begin() + static_cast<std::ptrdiff_t>(m_head + i), m_values.end());
+    m_keys.truncate(m_head + i);
+    m_values.truncate(m_head + i);
     if (empty()) Clear();
   }
   void Clear() noexcept {
@@ -143,14 +166,14 @@ class SampleStore {
     m_keys.shrink_to_fit();
     m_values.shrink_to_fit();
   }
-  // Makes room for n more samples; capacity grows at least geometrically so
-  // that many small reservations stay amortised O(1) per sample.
+  // Makes room for more samples, so that as many inserts of new keys need
+  // no allocation; capacity grows at least geometrically so that many small
+  // reservations stay amortised O(1) per sample.
   void Reserve(std::size_t more) {
-    const std::size_t need = m_keys.size() + more;
-    if (need <= m_keys.capacity()) return;
+    if (m_keys.size() + more <= m_keys.capacity() && m_values.size() + more <= m_values.capacity()) return;
     if (m_head > 0) {
       Compact();
-      if (size() + more <= m_keys.capacity()) return;
+      if (size() + more <= m_keys.capacity() && size() + more <= m_values.capacity()) return;
     }
     const std::size_t target = std::max(size() + more, m_keys.capacity() + m_keys.capacity() / 2);
     m_keys.reserve(target);
@@ -162,25 +185,65 @@ class SampleStore {
   template <class KeyOf, class ValueOf>
   void AppendAscending(std::size_t count, KeyOf key, ValueOf value) {
     Reserve(count);
-    for (std::size_t i = 0; i < count; ++i) m_keys.push_back(key(i));
+    const std::size_t before = m_keys.size();
     try {
-      for (std::size_t i = 0; i < count; ++i) m_values.push_back(value(i));
+      m_keys.append(count, key);
+      m_values.append(count, value);
     } catch (...) {
-      m_keys.resize(m_values.size());  // keep the two arrays in step
+      m_keys.truncate(before);
+      m_values.truncate(before);
       throw;
     }
   }
 
-  // Replaces the whole content by samples (already in ascending order) and
-  // leaves samples empty.
-  void Assign(std::map<Key, T>&& samples) {
-    Clear();
-    m_keys.reserve(samples.size());
-    m_values.reserve(samples.size());
-    for (auto& [k, v] : samples) {
-      m_keys.push_back(k);
-      m_values.push_back(std::move(v));
+  // Appends the leading run of samples (pairs of key and value) whose keys
+  // ascend strictly above every stored key and pass accept(key); returns
+  // its length. One pass over the samples for plain values.
+  template <class Pair, class Accept>
+  std::size_t AppendRun(const Pair* samples, std::size_t count, Accept accept) {
+    bool haveLast = !empty();
+    Key last = haveLast ? BackKey() : 0;
+    const auto inRun = [&](Key k) { return (!haveLast || k > last) && accept(k); };
+    if constexpr (std::is_trivially_copyable_v<T>) {
+      Reserve(count);
+      Key* keys = m_keys.spare();
+      T* values = m_values.spare();
+      std::size_t n = 0;
+      for (; n < count && inRun(samples[n].first); ++n) {
+        keys[n] = samples[n].first;
+        values[n] = samples[n].second;
+        last = samples[n].first;
+        haveLast = true;
+      }
+      m_keys.commit(n);
+      m_values.commit(n);
+      return n;
+    } else {
+      std::size_t n = 0;
+      for (; n < count && inRun(samples[n].first); ++n) {
+        last = samples[n].first;
+        haveLast = true;
+      }
+      AppendAscending(
+          n, [samples](std::size_t i) { return samples[i].first; },
+          [samples](std::size_t i) -> const T& { return samples[i].second; });
+      return n;
     }
+  }
+
+  // Replaces the whole content by samples (already in ascending order) and
+  // leaves samples empty. On a failed allocation both stay as they were.
+  void Assign(std::map<Key, T>&& samples) {
+    SampleStore fresh;
+    fresh.m_keys.reserve(samples.size());
+    fresh.m_values.reserve(samples.size());
+    for (auto& [k, v] : samples) fresh.m_keys.push_back(k);
+    if constexpr (std::is_nothrow_move_constructible_v<T>) {
+      for (auto& entry : samples) fresh.m_values.push_back(std::move(entry.second));
+    } else {
+      for (const auto& entry : samples) fresh.m_values.push_back(entry.second);
+    }
+    swap(fresh);
     samples.clear();
   }
 
@@ -230,7 +293,7 @@ class SampleStore {
       try {
         m_values.push_back(std::forward<V>(v));
       } catch (...) {
-        m_keys.pop_back();  // keep the two arrays in step
+        m_keys.pop_back();  // keep the two columns in step
         throw;
       }
       return true;
@@ -249,40 +312,38 @@ class SampleStore {
   void InsertAt(std::size_t i, Key k, V&& v) {
     if (m_head > 0 && i <= size() / 2) {
       // Room in the dead prefix and the front part is the shorter one: slide
-      // it one slot down.
+      // it one slot down. The value is made first, so that nothing has moved
+      // when making it fails.
+      T value(std::forward<V>(v));
       const std::size_t h = m_head;
-      std::move(m_keys.begin() + static_cast<std::ptrdiff_t>(h), m_keys.begin() + static_cast<std::ptrdiff_t>(h + i),
-                m_keys.begin() + static_cast<std::ptrdiff_t>(h - 1));
-      std::move(m_values.begin() + static_cast<std::ptrdiff_t>(h),
-                m_values.begin() + static_cast<std::ptrdiff_t>(h + i),
-                m_values.begin() + static_cast<std::ptrdiff_t>(h - 1));
+      m_keys.move_down(h, i, h - 1);
+      m_values.move_down(h, i, h - 1);
       m_head = h - 1;
       m_keys[m_head + i] = k;
-      m_values[m_head + i] = std::forward<V>(v);
+      m_values[m_head + i] = std::move(value);
       return;
     }
-    const auto at = static_cast<std::ptrdiff_t>(m_head + i);
-    m_keys.insert(m_keys.begin() + at, k);
+    const std::size_t at = m_head + i;
+    m_keys.insert(at, k);
     try {
-      m_values.insert(m_values.begin() + at, std::forward<V>(v));
+      m_values.insert(at, std::forward<V>(v));
     } catch (...) {
-      m_keys.erase(m_keys.begin() + at);  // keep the two arrays in step
+      m_keys.erase(at);  // keep the two columns in step
       throw;
     }
   }
 
-  // Moves the live samples to the start of the arrays.
-  void Compact() {
+  // Moves the live samples to the start of the columns.
+  void Compact() noexcept {
     if (m_head == 0) return;
-    const auto h = static_cast<std::ptrdiff_t>(m_head);
-    m_keys.erase(m_keys.begin(), m_keys.begin() + h);
-    m_values.erase(m_values.begin(), m_values.begin() + h);
+    m_keys.erase_front(m_head);
+    m_values.erase_front(m_head);
     m_head = 0;
   }
 
-  std::vector<Key> m_keys;   // [m_head, end) are live, ascending
-  std::vector<T> m_values;   // parallel to m_keys
-  std::size_t m_head = 0;    // slots before it are dead
+  SampleColumn<Key> m_keys;    // [m_head, end) are live, ascending
+  SampleColumn<T> m_values;    // parallel to m_keys
+  std::size_t m_head = 0;      // slots before it are dead
 };
 
 }  // namespace qz_dsc
