@@ -23,7 +23,7 @@ namespace qz_dsc::csv {
 namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::size_t kReadBlockBytes = std::size_t{1} << 20;
+constexpr std::size_t kReadBlockBytes = std::size_t{64} << 10;
 
 bool IsBlankLine(std::string_view piece) noexcept {
   return piece.find_first_not_of(" \t\r\n") == std::string_view::npos;
