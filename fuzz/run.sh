@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 build=${1:-build-fuzz}
 seconds=${FUZZ_SECONDS:-60}
 status=0
-for target in binary_deserializer snapshot_records time_text data_source_list; do
+for target in binary_deserializer snapshot_records time_text data_source_list csv_importer; do
   bin="$build/fuzz/fuzz_$target"
   opts=(-rss_limit_mb=2048 -timeout=10)
   [ "$target" = data_source_list ] && opts+=(-dict=fuzz/xml.dict)
