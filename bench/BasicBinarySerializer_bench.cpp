@@ -1,8 +1,9 @@
 // Throughput of the snapshot byte format: one int or one double written (and
-// read) per loop step through the serializer pair, beside a raw little-endian
-// store (load) of the same bytes in the same run; then the primitives a sample
-// buffer writes per sample (a time and a value) and the strings of stream
-// records. Sizes 10^4 to 10^6 values.
+// read) per loop step through the serializer pair and through their block
+// writer and reader, beside a raw little-endian store (load) of the same bytes
+// in the same run; then the primitives a sample buffer writes per sample (a
+// time and a value) and the strings of stream records. Sizes 10^4 to 10^6
+// values.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -34,6 +35,25 @@ void BM_Write(benchmark::State& state) {
   for (auto _ : state) {
     s.Clear();
     for (std::int64_t i = 0; i < n; ++i) s << ValueAt<T>(i);
+    benchmark::DoNotOptimize(s.GetBuffer());
+    benchmark::ClobberMemory();
+  }
+  if (!s) state.SkipWithError("write failed");
+  SetPerValue(state, sizeof(T));
+}
+
+// The same writes through a block writer, which keeps the position in a
+// register for the loop.
+template <class T>
+void BM_WriteBlock(benchmark::State& state) {
+  const std::int64_t n = state.range(0);
+  qz_dsc::BasicBinarySerializer s(static_cast<std::uint64_t>(n) * sizeof(T));
+  for (auto _ : state) {
+    s.Clear();
+    {
+      qz_dsc::BasicBinarySerializer::BlockWriter w(s);
+      for (std::int64_t i = 0; i < n; ++i) w << ValueAt<T>(i);
+    }
     benchmark::DoNotOptimize(s.GetBuffer());
     benchmark::ClobberMemory();
   }
@@ -79,6 +99,25 @@ void BM_Read(benchmark::State& state) {
 }
 
 template <class T>
+void BM_ReadBlock(benchmark::State& state) {
+  const std::int64_t n = state.range(0);
+  qz_dsc::BasicBinarySerializer s(static_cast<std::uint64_t>(n) * sizeof(T));
+  for (std::int64_t i = 0; i < n; ++i) s << ValueAt<T>(i);
+  for (auto _ : state) {
+    qz_dsc::BasicBinaryDeserializer d(s.GetBuffer(), static_cast<std::int64_t>(s.GetLength()), false);
+    qz_dsc::BasicBinaryDeserializer::BlockReader r(d);
+    T sum{};
+    T value{};
+    for (std::int64_t i = 0; i < n; ++i) {
+      r >> value;
+      sum += value;
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+  SetPerValue(state, sizeof(T));
+}
+
+template <class T>
 void BM_ReadBaselineRawLoad(benchmark::State& state) {
   const std::int64_t n = state.range(0);
   std::vector<unsigned char> in(static_cast<std::size_t>(n) * sizeof(T));
@@ -102,12 +141,16 @@ void BM_ReadBaselineRawLoad(benchmark::State& state) {
 
 #define DSCORE_SIZES RangeMultiplier(10)->Range(10'000, 1'000'000)
 BENCHMARK(BM_Write<int>)->DSCORE_SIZES;
+BENCHMARK(BM_WriteBlock<int>)->DSCORE_SIZES;
 BENCHMARK(BM_WriteBaselineRawStore<int>)->DSCORE_SIZES;
 BENCHMARK(BM_Write<double>)->DSCORE_SIZES;
+BENCHMARK(BM_WriteBlock<double>)->DSCORE_SIZES;
 BENCHMARK(BM_WriteBaselineRawStore<double>)->DSCORE_SIZES;
 BENCHMARK(BM_Read<int>)->DSCORE_SIZES;
+BENCHMARK(BM_ReadBlock<int>)->DSCORE_SIZES;
 BENCHMARK(BM_ReadBaselineRawLoad<int>)->DSCORE_SIZES;
 BENCHMARK(BM_Read<double>)->DSCORE_SIZES;
+BENCHMARK(BM_ReadBlock<double>)->DSCORE_SIZES;
 BENCHMARK(BM_ReadBaselineRawLoad<double>)->DSCORE_SIZES;
 #undef DSCORE_SIZES
 

@@ -150,6 +150,114 @@ class QZ_DSC_API BasicBinaryDeserializer {
   // REQUIRES: value.GetDimension() == 6
   BasicBinaryDeserializer& operator>>(qz_math::VectorN<6>& value) noexcept;
 
+  // A run of reads from a deserializer that keeps the position and the flag
+  // in locals, so that a loop of reads compiles to plain loads. The reads
+  // follow the deserializer's rules exactly (sticky failure, targets kept on
+  // failure, roll-back of vectors, the time value always assigned, the string
+  // checks and exceptions): whatever does not take the plain path is handed to
+  // the deserializer itself. The position and the flag go back to the
+  // deserializer on Commit and on destruction.
+  // REQUIRES: the deserializer is not used otherwise while the reader lives.
+  class BlockReader {
+   public:
+    explicit BlockReader(BasicBinaryDeserializer& source) noexcept : m_source(source) { Load(); }
+    ~BlockReader() { Commit(); }
+    BlockReader(const BlockReader&) = delete;
+    BlockReader& operator=(const BlockReader&) = delete;
+
+    // Gives the position and the failure flag back to the deserializer now.
+    void Commit() noexcept {
+      m_source.m_position = static_cast<std::int64_t>(m_position);
+      m_source.m_failed = m_failed;
+    }
+    [[nodiscard]] bool operator!() const noexcept { return m_failed; }
+    [[nodiscard]] bool IsEnd() const noexcept { return m_position >= m_length; }
+
+    BlockReader& operator>>(int& value) noexcept { return Get<std::uint32_t>(value); }
+    BlockReader& operator>>(unsigned int& value) noexcept { return Get<std::uint32_t>(value); }
+    BlockReader& operator>>(std::int64_t& value) noexcept { return Get<std::uint64_t>(value); }
+    BlockReader& operator>>(std::uint64_t& value) noexcept { return Get<std::uint64_t>(value); }
+    BlockReader& operator>>(float& value) noexcept { return Get<std::uint32_t>(value); }
+    BlockReader& operator>>(double& value) noexcept { return Get<std::uint64_t>(value); }
+    BlockReader& operator>>(qz_std::TimeValue& value) noexcept {
+      if constexpr (kHostIsWireOrder) {
+        if (Room(8)) {
+          std::int32_t fields[2];
+          Load(fields, 8);
+          value = qz_std::TimeValue(fields[0], fields[1]);
+          return *this;
+        }
+      }
+      return Delegate(value);
+    }
+    BlockReader& operator>>(qz_math::Vector2& value) noexcept {
+      if constexpr (kHostIsWireOrder) {
+        if (Room(16)) {
+          double components[2];
+          Load(components, 16);
+          value[0] = components[0];
+          value[1] = components[1];
+          return *this;
+        }
+      }
+      return Delegate(value);
+    }
+    // REQUIRES: value.GetDimension() == 6
+    BlockReader& operator>>(qz_math::VectorN<6>& value) noexcept {
+      if constexpr (kHostIsWireOrder) {
+        if (Room(48)) {
+          double components[6];
+          Load(components, 48);
+          for (int i = 0; i < 6; ++i) value[i] = components[i];
+          return *this;
+        }
+      }
+      return Delegate(value);
+    }
+    // Throws as the deserializer's string read does; the position and flag
+    // are then those of the deserializer, where nothing moved.
+    BlockReader& operator>>(std::wstring& value) { return Delegate(value); }
+
+   private:
+    void Load() noexcept {
+      m_buffer = m_source.m_buffer;
+      m_position = static_cast<std::uint64_t>(m_source.m_position);
+      m_length = m_source.m_length;
+      m_failed = m_source.m_failed;
+    }
+    [[nodiscard]] bool Room(std::uint64_t width) const noexcept { return !m_failed && m_length - m_position >= width; }
+    void Load(void* bytes, std::uint64_t width) noexcept {
+      std::memcpy(bytes, m_buffer + m_position, width);
+      m_position += width;
+    }
+    template <class Bits, class Value>
+    BlockReader& Get(Value& value) noexcept {
+      if constexpr (kHostIsWireOrder) {
+        if (Room(sizeof(Bits))) {
+          Bits bits;
+          Load(&bits, sizeof(Bits));
+          value = std::bit_cast<Value>(bits);
+          return *this;
+        }
+      }
+      return Delegate(value);
+    }
+    // The deserializer's own operator, for the full rules.
+    template <class Value>
+    BlockReader& Delegate(Value& value) {
+      Commit();
+      m_source >> value;  // a throw leaves the source as committed: nothing moved
+      Load();
+      return *this;
+    }
+
+    BasicBinaryDeserializer& m_source;
+    const unsigned char* m_buffer;
+    std::uint64_t m_position;
+    std::uint64_t m_length;
+    bool m_failed;
+  };
+
  private:
   friend struct BlockAccess;  // bulk reads of the sample buffers
 
