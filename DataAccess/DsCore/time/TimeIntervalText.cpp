@@ -34,7 +34,10 @@ std::wstring TimeIntervalText::Format(std::uint32_t milliseconds, int significan
   const std::uint64_t minutes = totalSeconds % 3600 / 60;
   const std::uint64_t seconds = totalSeconds % 60;
 
+  // One allocation: the text never outgrows the buffer, and a caller that
+  // puts a sign in front still finds room for it.
   std::wstring text;
+  text.reserve(bufferChars);
   int digitsLeft = significantDigits;
   if (hours != 0) AppendPiece(text, hours, L"hr", digitsLeft);
   if (minutes != 0 && digitsLeft > 0) AppendPiece(text, minutes, L"min", digitsLeft);

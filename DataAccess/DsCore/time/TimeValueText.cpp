@@ -122,12 +122,14 @@ std::wstring TimeCode(const Parts& p, int numerator, int denominator) {
   return s.Widen();
 }
 
-std::wstring Trim(const std::wstring& s) {
+// Removes white space from both ends, in place (no second string).
+void Trim(std::wstring& s) {
   std::size_t begin = 0;
   std::size_t end = s.size();
   while (begin < end && std::iswspace(static_cast<std::wint_t>(s[begin]))) ++begin;
   while (end > begin && std::iswspace(static_cast<std::wint_t>(s[end - 1]))) --end;
-  return s.substr(begin, end - begin);
+  s.erase(end);
+  s.erase(0, begin);
 }
 
 std::wstring Natural(std::int64_t t, const Parts& p) {
@@ -136,7 +138,10 @@ std::wstring Natural(std::int64_t t, const Parts& p) {
   // conversion to that argument, magnitudes beyond it wrap modulo 2^32
   // (only negative times that large reach this path).
   const auto milliseconds = static_cast<std::uint32_t>(p.magnitude / kMillisecond);
-  std::wstring text = Trim(TimeIntervalText::Format(milliseconds, kIntervalDigits, kIntervalBufferChars));
+  std::wstring text = TimeIntervalText::Format(milliseconds, kIntervalDigits, kIntervalBufferChars);
+  Trim(text);
+  // The interval text is built with room to spare, so the sign goes in front
+  // without a new buffer.
   if (p.negative) text.insert(text.begin(), L'-');
   return text;
 }
