@@ -18,6 +18,7 @@
 #include "qz_dsc/IDataSourceUnitExternal.h"
 #include "qz_dsc/IExternalDataSourceImporter.h"
 #include "qz_dsc/StreamModifierRawBuffer.h"
+#include "Utf8Text.h"
 #include "units/ManagerTesting.h"
 
 namespace qz_dsc {
@@ -163,6 +164,70 @@ TEST_F(DataSourceListFileTest, AnEmptyListSavesAsALoadableDocument) {
   EXPECT_TRUE(result && result.LoadedWhole()) << Narrow(result.message);
   EXPECT_EQ(FileCount(), 1u);
   EXPECT_FALSE(SaveDataSourceListFile(manager.Get(), Path("no/such/folder/list.xml")));
+}
+
+// A list using every stream type, both kinds of settings, and texts that
+// need the writer's escapes (markup characters, TAB, LF and CR in
+// attributes, CR in text, non-ASCII, a character outside the BMP, an empty
+// value).
+std::wstring RichDocument(const std::wstring& folder) {
+  const std::wstring common = L" StreamClassID='2' limitCount='5' freezeDelay='1 1500' dataVideoOffset64='-20000000'";
+  return ListDocument(
+      L"<DataSource name='Car &amp; &lt;co&gt; &quot;x&quot; caf\u00e9'>"
+      L"<DataSourceStream xsi:type='DataSourceFloatStreamType' name='v' StreamClassID='2' limitCount='0' "
+      L"freezeDelay='0 0' dataVideoOffset64='0' defaultValue='0.5' firstSampleTime='-7' flowType='1' lowRange='-1e-300' "
+      L"highRange='1e300' valueUnit='m/s&#9;tab&#10;lf&#13;cr'>"
+      L"<Value TimeStamp='0 1'>0.1</Value><Value TimeStamp='-3 3000'>-0</Value><Value TimeStamp='9 9999'>12345.678</Value>"
+      L"</DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceIntStreamType' name='i'" + common +
+      L" defaultValue='-3' flowType='2' valueUnit=''><Value TimeStamp='0 5'>-2147483648</Value></DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceStringStreamType' name='s \U0001D11E'" + common +
+      L" defaultValue='a&lt;b' flowType='1' valueUnit='u'><Value TimeStamp='0 1'>x &lt; y &amp; z &gt; \"q\" 'a'</Value>"
+      L"<Value TimeStamp='0 2'></Value><Value TimeStamp='0 3'>line&#13;\nnext\u00e9\U0001F600</Value></DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceVector2StreamType' name='p'" + common +
+      L" defaultValue='0 0' flowType='1' valueUnit=''><Value TimeStamp='0 4'>1.5 -2.25</Value></DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceVector6StreamType' name='q'" + common +
+      L" defaultValue='0 0 0 0 0 0' flowType='1' valueUnit=''><Value TimeStamp='0 4'>1 2 3 4 5 6</Value>"
+      L"</DataSourceStream></DataSource>"
+      L"<DataSource name='Empty'/>"
+      L"<DataSource name='Json' isExternal='yes' dataFilename='" + folder + L"/sub/run.csv' converterName='NONE' "
+      L"PersistencyDataJSON='{\"a\":\"&lt;\u00e9&gt;\"}'>"
+      L"<DataSourceStream xsi:type='DataSourceIntStreamType' name='BPM'" + common +
+      L" defaultValue='0' flowType='1' valueUnit='1/min'/></DataSource>"
+      L"<DataSource name='Xml' isExternal='yes' dataFilename='/elsewhere/run.csv' converterName='NONE'>"
+      L"<PersistencyData><s:cfg xmlns:s='urn:x' note='caf\u00e9 &amp; &quot;q&quot;'><s:c n='1'>x&lt;y\u00e9</s:c>"
+      L"<!-- kept --><plain/></s:cfg></PersistencyData></DataSource>");
+}
+
+std::string Utf8(const std::wstring& text) { return utf8text::ToUtf8(text); }
+
+TEST_F(DataSourceListFileTest, TheFileSaveWritesTheBytesOfTheDomSave) {
+  auto manager = NewManager();
+  ASSERT_TRUE(LoadText(manager.Get(), RichDocument(m_dir.wstring())));
+  ASSERT_EQ(manager->GetDataSourceCount(), 4);
+  const auto saved = SaveDataSourceListFile(manager.Get(), Path("streamed.xml"));
+  ASSERT_TRUE(saved) << Narrow(saved.message);
+
+  ComPtr<IXMLDOMDocument> doc;
+  ASSERT_EQ(DataSourceEncDecCommon::CreateDocument(doc.GetAddressOf()), S_OK);
+  ASSERT_TRUE(As<IDSPersistXML>(manager.Get())->SaveXML(doc.Get(), Path("streamed.xml")));
+  ASSERT_EQ(doc->save(Path("dom.xml")), S_OK);
+  const std::string streamed = Read("streamed.xml");
+  EXPECT_EQ(streamed, Read("dom.xml"));
+  // The escapes really were exercised, and non-ASCII text stays UTF-8.
+  for (const char* text : {"valueUnit=\"m/s&#9;tab&#10;lf&#13;cr\"", "line&#13;\n", "x &lt; y &amp; z &gt; \"q\"",
+                           "dataFilename=\"./sub/run.csv\"", "<Value TimeStamp=\"0 2\"/>", "<s:cfg xmlns:s=\"urn:x\""}) {
+    EXPECT_NE(streamed.find(text), std::string::npos) << text;
+  }
+  EXPECT_NE(streamed.find(Utf8(L"caf\u00e9")), std::string::npos);
+  EXPECT_NE(streamed.find(Utf8(L"\U0001F600")), std::string::npos);
+
+  auto empty = NewManager();
+  ASSERT_TRUE(SaveDataSourceListFile(empty.Get(), Path("empty.xml")));
+  EXPECT_EQ(Read("empty.xml"),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<mpeg7:Mpeg7 xmlns:mpeg7=\"urn:mpeg:mpeg7:schema:2001\">"
+            "<mpeg7:DescriptionUnit xmlns:xsi=\"urn:mpeg:mpeg7:schema:2001\" xsi:type=\"DataSourceListType\" "
+            "versionNbr=\"1 0\"/></mpeg7:Mpeg7>\n");
 }
 
 // A manager with one stream of n string samples.

@@ -254,16 +254,29 @@ bool DataSourceUnitMgr::LoadXML(IXMLDOMNode* node, const std::wstring& basePath)
 DataSourceUnitMgr::SaveOutcome DataSourceUnitMgr::SaveXMLChecked(IXMLDOMNode* node, const std::wstring& basePath) {
   SaveOutcome outcome;
   if (node == nullptr) return outcome;
+  DataSourceUnitMgrEncoder encoder(node);
+  return SaveUnits(encoder, basePath);
+}
+
+DataSourceUnitMgr::SaveOutcome DataSourceUnitMgr::SaveToWriter(DataSourceListWriter& writer,
+                                                               const std::wstring& basePath) {
+  DataSourceUnitMgrEncoder encoder(writer);
+  return SaveUnits(encoder, basePath);
+}
+
+DataSourceUnitMgr::SaveOutcome DataSourceUnitMgr::SaveUnits(DataSourceUnitMgrEncoder& encoder,
+                                                            const std::wstring& basePath) {
+  SaveOutcome outcome;
   Lock lock(m_lock);
   outcome.written = true;
   if (m_units.empty()) return outcome;
-  DataSourceUnitMgrEncoder encoder(node);
   if (!encoder.CreateDescriptionUnit()) {
     outcome.written = false;
     return outcome;
   }
   for (const UnitPtr& unit : m_units) {
     DataSourceUnitEncoder unitEncoder(encoder.GetDescriptionUnit());
+    unitEncoder.SetWriter(encoder.GetWriter(), encoder.GetWriterDepth());
     unitEncoder.SetBasePath(basePath);
     if (!unit->SaveToEncoder(unitEncoder) && !outcome.unitFailed) {
       outcome.unitFailed = true;

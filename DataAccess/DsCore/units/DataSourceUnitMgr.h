@@ -32,6 +32,8 @@
 namespace qz_dsc {
 
 class DataSourceUnitDecoder;
+class DataSourceListWriter;
+class DataSourceUnitMgrEncoder;
 
 class DataSourceUnitMgr final : public IDataSourceUnitMgrPrivate,
                                 public IDataSourceUnitMgrCtrl,
@@ -99,11 +101,17 @@ class DataSourceUnitMgr final : public IDataSourceUnitMgrPrivate,
   // SaveXML that also looks at what every unit answers. The document file
   // save uses it so that a save that lost a unit never replaces a good file.
   [[nodiscard]] SaveOutcome SaveXMLChecked(IXMLDOMNode* node, const std::wstring& basePath);
+  // The same, written through a streaming writer (an empty list writes
+  // nothing).
+  [[nodiscard]] SaveOutcome SaveToWriter(DataSourceListWriter& writer, const std::wstring& basePath);
 
  private:
   using UnitPtr = qz_com::ComPtr<IDataSourceUnitCtrl>;
 
   ~DataSourceUnitMgr() = default;
+
+  // Both saves: the description unit and every unit through encoder.
+  SaveOutcome SaveUnits(DataSourceUnitMgrEncoder& encoder, const std::wstring& basePath);
 
   // REQUIRES: m_lock held. The first unit whose id equals id; end() for an
   // empty id or none.
