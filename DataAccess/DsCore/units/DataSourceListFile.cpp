@@ -27,6 +27,7 @@
 #include "qz_dsc/IDataSourceUnitCtrl.h"
 #include "qz_dsc/IDataSourceUnitExternal.h"
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
+#include "units/DataSourceListFileDom.h"
 #include "units/DataSourceUnitMgr.h"
 #include "xml/DataSourceListWriter.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
@@ -56,12 +57,26 @@ std::wstring ErrnoText(int error) { return utf8text::ToWide(std::strerror(error)
 
 // ---- load steps ------------------------------------------------------------------
 
-// The document in file, or a failure naming the file and, for a document that
-// does not parse, the parser's message with line and column.
-DataSourceListFileResult ParseDocumentFile(const fs::path& file, qz_com::ComPtr<IXMLDOMDocument>& doc) {
+// A failure when file is no document to read.
+DataSourceListFileResult CheckDocumentFile(const fs::path& file) {
   std::error_code ec;
   if (!fs::exists(file, ec)) return Failed(kFileNotFound, ToWide(file) + L": no such file");
   if (fs::is_directory(file, ec)) return Failed(E_INVALIDARG, ToWide(file) + L": is a folder, not a document");
+  return {};
+}
+
+DataSourceListFileResult NotParsed(const fs::path& file, long line, long column, const std::wstring& reason) {
+  return Failed(E_FAIL, ToWide(file) + L":" + std::to_wstring(line) + L":" + std::to_wstring(column) + L": " + reason);
+}
+
+DataSourceListFileResult NoList(const fs::path& file) {
+  return Failed(E_FAIL, ToWide(file) + L": no data source list (an mpeg7:DescriptionUnit of type DataSourceListType)");
+}
+
+// The document in file, or a failure naming the file and, for a document that
+// does not parse, the parser's message with line and column.
+DataSourceListFileResult ParseDocumentFile(const fs::path& file, qz_com::ComPtr<IXMLDOMDocument>& doc) {
+  if (DataSourceListFileResult checked = CheckDocumentFile(file); !checked) return checked;
   HRESULT hr = DataSourceEncDecCommon::CreateDocument(doc.ReleaseAndGetAddressOf());
   if (FAILED(hr)) return Failed(hr, L"cannot create an XML document");
   VARIANT_BOOL parsed = VARIANT_FALSE;
@@ -77,7 +92,7 @@ DataSourceListFileResult ParseDocumentFile(const fs::path& file, qz_com::ComPtr<
       static_cast<void>(error->get_line(&line));
       static_cast<void>(error->get_linepos(&column));
     }
-    return Failed(E_FAIL, ToWide(file) + L":" + std::to_wstring(line) + L":" + std::to_wstring(column) + L": " + reason);
+    return NotParsed(file, line, column, reason);
   }
   return {};
 }
@@ -121,12 +136,22 @@ DataSourceListFileResult ApplyDocument(IDataSourceUnitMgrCtrl* manager, IXMLDOMD
   if (FAILED(doc->get_documentElement(root.GetAddressOf())) || !root) {
     return Failed(E_FAIL, ToWide(file) + L": the document has no root element");
   }
-  if (!persist->LoadXML(root.Get(), ToWide(file.parent_path()))) {
-    return Failed(E_FAIL, ToWide(file) + L": no data source list (an mpeg7:DescriptionUnit of type DataSourceListType)");
-  }
+  if (!persist->LoadXML(root.Get(), ToWide(file.parent_path()))) return NoList(file);
   DataSourceListFileResult result;
   result.skippedUnits = CountDataSourceElements(root.Get()) - manager->GetDataSourceCount();
   CountSkipped(manager, result);
+  return result;
+}
+
+// Replaces own's list with the document in file, read as a stream.
+DataSourceListFileResult StreamDocumentIn(DataSourceUnitMgr& own, const fs::path& file) {
+  if (DataSourceListFileResult checked = CheckDocumentFile(file); !checked) return checked;
+  const DataSourceListReader::Outcome outcome = own.LoadFile(file.string(), ToWide(file.parent_path()));
+  if (!outcome.parsed) return NotParsed(file, outcome.line, outcome.column, outcome.reason);
+  if (!outcome.located) return NoList(file);
+  DataSourceListFileResult result;
+  result.skippedUnits = outcome.elements - own.GetDataSourceCount();
+  CountSkipped(&own, result);
   return result;
 }
 
@@ -270,6 +295,22 @@ fs::path AbsolutePath(const std::wstring& path) {
 }  // namespace
 
 DataSourceListFileResult LoadDataSourceListFile(IDataSourceUnitMgrCtrl* manager, const std::wstring& path) {
+  if (!QZ_CHECK_CONDITION(manager != nullptr)) return Failed(E_POINTER, L"no manager to load into");
+  try {
+    const fs::path file = AbsolutePath(path);
+    auto* own = dynamic_cast<DataSourceUnitMgr*>(manager);
+    // Another implementation of the manager can only read a DOM.
+    if (own == nullptr) return LoadDataSourceListFileThroughDom(manager, path);
+    DataSourceListFileResult result = StreamDocumentIn(*own, file);
+    if (!result) EmptyList(manager);
+    return result;
+  } catch (const std::bad_alloc&) {
+    EmptyList(manager);
+    return Failed(E_OUTOFMEMORY, L"out of memory while loading " + path);
+  }
+}
+
+DataSourceListFileResult LoadDataSourceListFileThroughDom(IDataSourceUnitMgrCtrl* manager, const std::wstring& path) {
   if (!QZ_CHECK_CONDITION(manager != nullptr)) return Failed(E_POINTER, L"no manager to load into");
   try {
     const fs::path file = AbsolutePath(path);

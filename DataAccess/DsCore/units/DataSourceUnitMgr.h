@@ -28,6 +28,7 @@
 #include "qz_dsc/IDataSourceUnitCtrl.h"
 #include "qz_dsc/IDataSourceUnitMgrCtrl.h"
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
+#include "xml/DataSourceListReader.h"
 
 namespace qz_dsc {
 
@@ -104,6 +105,10 @@ class DataSourceUnitMgr final : public IDataSourceUnitMgrPrivate,
   // The same, written through a streaming writer (an empty list writes
   // nothing).
   [[nodiscard]] SaveOutcome SaveToWriter(DataSourceListWriter& writer, const std::wstring& basePath);
+  // LoadXML from a document file read as a stream, without a DOM: the same
+  // units, streams and skipped counts. The list is empty unless the
+  // document parsed and held a data source list.
+  [[nodiscard]] DataSourceListReader::Outcome LoadFile(const std::string& file, const std::wstring& baseFolder);
 
  private:
   using UnitPtr = qz_com::ComPtr<IDataSourceUnitCtrl>;
