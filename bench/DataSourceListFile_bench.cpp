@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlreader.h>
 #include <libxml/xmlwriter.h>
 #include <malloc.h>
 
@@ -159,6 +160,45 @@ void BM_Libxml2ReadAndWalk(benchmark::State& state) {
   Report(state, samples, base);
 }
 
+// libxml2's streaming reader over the same file, every node visited: the
+// floor of a load through xmlTextReader.
+void BM_Libxml2TextReader(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
+  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    xmlTextReaderPtr reader = xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET);
+    std::size_t nodes = 0;
+    while (xmlTextReaderRead(reader) == 1) nodes += static_cast<std::size_t>(xmlTextReaderNodeType(reader));
+    benchmark::DoNotOptimize(nodes);
+    xmlFreeTextReader(reader);
+  }
+  Report(state, samples, base);
+}
+
+// libxml2's SAX2 parser over the same file, callbacks counting elements and
+// text: the floor of a load without any tree.
+void BM_Libxml2Sax2(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
+  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    std::size_t count = 0;
+    xmlSAXHandler sax{};
+    sax.initialized = XML_SAX2_MAGIC;
+    sax.startElementNs = [](void* ctx, const xmlChar*, const xmlChar*, const xmlChar*, int, const xmlChar**, int n,
+                            int, const xmlChar**) { *static_cast<std::size_t*>(ctx) += static_cast<std::size_t>(n) + 1; };
+    sax.characters = [](void* ctx, const xmlChar*, int len) { *static_cast<std::size_t*>(ctx) += static_cast<std::size_t>(len); };
+    static_cast<void>(xmlSAXUserParseFile(&sax, &count, path.c_str()));
+    benchmark::DoNotOptimize(count);
+  }
+  Report(state, samples, base);
+}
+
 // The same elements and attributes as the manager writes.
 void BM_Libxml2TextWriter(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
@@ -201,3 +241,5 @@ BENCHMARK(BM_ManagerSave)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benc
 BENCHMARK(BM_Libxml2TextWriter)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ManagerLoad)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Libxml2ReadAndWalk)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Libxml2TextReader)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Libxml2Sax2)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);

@@ -262,7 +262,7 @@ std::vector<std::string> DocumentsOfEveryKind(const std::wstring& folder) {
       // a "Value" with a prefix, nested and stray elements.
       head + "<DataSource name='S'>" + floats +
           "<Value TimeStamp='0 1'><![CDATA[7]]></Value><Value TimeStamp='0 2'><!--c-->8<b>9</b>10</Value>"
-          "<Value TimeStamp='0 3'><b>1</b>11</Value><Value TimeStamp='0 4'/><Value TimeStamp='0 5'>  </Value>"
+          "<Value TimeStamp='0 3'><b>1</b>11</Value><Value TimeStamp='0 3'>  <!--c-->17</Value><Value TimeStamp='0 4'/><Value TimeStamp='0 5'>  </Value>"
           "<Value TimeStamp='x'>12</Value><Value>13</Value><Value TimeStamp='0 6'>abc</Value>"
           "<Value TimeStamp=' 0  7 '> 14 </Value><mpeg7:Value TimeStamp='0 8'>15</mpeg7:Value>"
           "<Other><Value TimeStamp='0 9'>16</Value></Other>text<Value TimeStamp='1 1000'>1e3</Value>"
@@ -274,8 +274,8 @@ std::vector<std::string> DocumentsOfEveryKind(const std::wstring& folder) {
           floats + "<Value TimeStamp='0 1'>2</Value></DataSourceStream>"
           "<DataSourceStream xsi:type='DataSourceMatrix3StreamType' name='m' " + stream + "/>"
           "<DataSourceStream name='n' " + stream + "/></DataSource>"
-          "<DataSource name='E' isExternal='yes' dataFilename='e.csv' converterName='NONE'><PersistencyData>"
-          "<cfg a='\xC3\xA9'><c/></cfg><!--k--></PersistencyData><PersistencyData><second/></PersistencyData>" +
+          "<DataSource name='E' isExternal='yes' dataFilename='e.csv' converterName='NONE'><PersistencyData>\n  "
+          "<cfg a='\xC3\xA9'>\n    <c/>\n  </cfg>\n  <!--k-->\n</PersistencyData><PersistencyData><second/></PersistencyData>" +
           "<DataSourceStream xsi:type='DataSourceIntStreamType' name='i' " + stream + "/><Junk/></DataSource>"
           "<DataSource name='J' isExternal='yes' dataFilename='j.csv' PersistencyDataJSON='{}'/>" + tail,
       // Where the list is and is not.

@@ -1,7 +1,7 @@
 #include "xml/DataSourceListReader.h"
 
-#include <libxml/xmlreader.h>
-#include <libxml/xmlsave.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
 
 #include <memory>
 #include <string_view>
@@ -48,200 +48,281 @@ const Names& N() {
   return names;
 }
 
-struct ReaderFree {
-  void operator()(xmlTextReaderPtr reader) const noexcept { xmlFreeTextReader(reader); }
-};
-
 // The parser's first error, as the DOM reports it.
-void RecordFirstError(void* arg, xmlErrorPtr error) {
-  auto* outcome = static_cast<DataSourceListReader::Outcome*>(arg);
-  if (outcome == nullptr || error == nullptr || error->level < XML_ERR_ERROR || !outcome->reason.empty()) return;
-  std::string message = error->message != nullptr ? error->message : "unknown parse error";
-  while (!message.empty() && (message.back() == '\n' || message.back() == '\r' || message.back() == ' ')) {
-    message.pop_back();
-  }
-  outcome->reason = utf8text::ToWide(message);
-  outcome->line = error->line;
-  outcome->column = error->int2;
+void RecordFirstError(DataSourceListReader::Outcome& outcome, const char* message, int line, int column) {
+  std::string text = message != nullptr ? message : "unknown parse error";
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
+  outcome.reason = utf8text::ToWide(text);
+  outcome.line = line;
+  outcome.column = column;
 }
 
-// Walks the document node by node. Every Read* function starts on an
-// element and leaves the reader on that element's last node (the element
-// itself when it is empty); the result is libxml2's: 1 read on, 0 end of
-// input, -1 error.
+struct ContextFree {
+  void operator()(xmlParserCtxtPtr ctxt) const noexcept { xmlFreeParserCtxt(ctxt); }
+};
+
+// The qualified name of an element or attribute as written.
+std::string QualifiedName(const xmlChar* name, xmlNsPtr ns) {
+  std::string qname;
+  if (ns != nullptr && ns->prefix != nullptr) {
+    qname = View(ns->prefix);
+    qname += ':';
+  }
+  qname += View(name);
+  return qname;
+}
+
+bool InNamespace(xmlNodePtr node, std::string_view uri) { return node->ns != nullptr && View(node->ns->href) == uri; }
+
+// Parses with libxml2's own tree builder, as the DOM does, so that every
+// node (blank text included) is what the DOM would hold; the handlers below
+// take what a load needs from each finished element and free it at once, so
+// the tree never holds more than the element being read.
 class Walk {
  public:
-  Walk(xmlTextReaderPtr reader, DataSourceListReader::Sink& sink, const std::wstring& baseFolder,
-       DataSourceListReader::Outcome& outcome)
-      : m_reader(reader), m_sink(sink), m_baseFolder(baseFolder), m_outcome(outcome) {}
+  Walk(DataSourceListReader::Sink& sink, const std::wstring& baseFolder, DataSourceListReader::Outcome& outcome)
+      : m_sink(sink), m_baseFolder(baseFolder), m_outcome(outcome) {}
 
-  int Document() {
-    int ret = 1;
-    bool decided = false;
-    while ((ret = xmlTextReaderRead(m_reader)) == 1) {
-      if (xmlTextReaderNodeType(m_reader) != XML_READER_TYPE_ELEMENT || xmlTextReaderDepth(m_reader) != 1) continue;
-      // What selecting the description unit below the root finds: the first
-      // child matching by namespace URI; then its type by written name.
-      std::string writtenType;
-      if (decided || !IsDescriptionUnit(writtenType)) continue;
-      decided = true;
-      m_outcome.located = writtenType == N().listType;
-      if (m_outcome.located && (ret = ReadDescriptionUnit()) != 1) break;
+  void Parse(const std::string& file) {
+    std::unique_ptr<xmlParserCtxt, ContextFree> ctxt(xmlNewParserCtxt());
+    if (!ctxt) {
+      m_outcome.reason = L"out of memory";
+      return;
     }
-    return ret;
+    // The tree builder's handlers, wrapped; the handler's context is the
+    // parser's, so the walk is found through a thread-local pointer.
+    m_startElement = ctxt->sax->startElementNs;
+    m_endElement = ctxt->sax->endElementNs;
+    ctxt->sax->startElementNs = StartElement;
+    ctxt->sax->endElementNs = EndElement;
+    ctxt->sax->serror = Error;
+    t_walk = this;
+    xmlDocPtr doc = xmlCtxtReadFile(ctxt.get(), file.c_str(), nullptr, qz_dom::ParseOptions());
+    t_walk = nullptr;
+    const bool wellFormed = doc != nullptr && ctxt->wellFormed && xmlDocGetRootElement(doc) != nullptr;
+    m_outcome.parsed = wellFormed;
+    if (!wellFormed) {
+      m_outcome.located = false;
+      if (doc != nullptr && ctxt->wellFormed) {
+        m_outcome.reason = L"The document has no root element.";
+      } else if (!m_haveError) {
+        const xmlError* e = &ctxt->lastError;
+        RecordFirstError(m_outcome, e->code != 0 ? e->message : nullptr, e->line, e->int2);
+      }
+    } else {
+      // Errors that do not stop libxml2 (namespace errors) do not stop the DOM either.
+      m_outcome.reason.clear();
+      m_outcome.line = m_outcome.column = 0;
+    }
+    if (doc != nullptr) xmlFreeDoc(doc);
   }
 
  private:
-  bool Empty() const { return xmlTextReaderIsEmptyElement(m_reader) == 1; }
-  int Depth() const { return xmlTextReaderDepth(m_reader); }
-  int Type() const { return xmlTextReaderNodeType(m_reader); }
-
-  // Runs child for every node directly inside the current element.
-  template <class Child>
-  int Children(Child&& child) {
-    if (Empty()) return 1;
-    const int depth = Depth();
-    int ret = 1;
-    while ((ret = xmlTextReaderRead(m_reader)) == 1) {
-      const int at = Depth();
-      if (at <= depth) return 1;  // the element's end
-      if (at == depth + 1 && (ret = child()) != 1) return ret;
-    }
-    return ret;
+  static void StartElement(void* ctx, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri,
+                           int nbNamespaces, const xmlChar** namespaces, int nbAttributes, int nbDefaulted,
+                           const xmlChar** attributes) {
+    Walk& walk = *t_walk;
+    walk.m_startElement(ctx, localname, prefix, uri, nbNamespaces, namespaces, nbAttributes, nbDefaulted, attributes);
+    auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    ++walk.m_depth;
+    if (ctxt->node != nullptr && ctxt->node->type == XML_ELEMENT_NODE) walk.Started(ctxt->node);
   }
 
-  // Reads past the current element; what lies deeper is never looked at.
-  int Skip() {
-    return Children([] { return 1; });
+  static void EndElement(void* ctx, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri) {
+    Walk& walk = *t_walk;
+    auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    xmlNodePtr node = ctxt->node;
+    const bool drop = node != nullptr && walk.Ended(node);
+    walk.m_endElement(ctx, localname, prefix, uri);
+    --walk.m_depth;
+    if (drop) {
+      xmlUnlinkNode(node);
+      Recycle(ctxt, node);
+    }
   }
 
-  bool IsDescriptionUnit(std::string& writtenType) {
-    if (View(xmlTextReaderConstNamespaceUri(m_reader)) != N().uri ||
-        View(xmlTextReaderConstLocalName(m_reader)) != N().unitLocal) {
-      return false;
+  // Frees an unlinked element, handing a plain one (the usual sample) and
+  // its attributes back to the parser's free lists, which the tree builder
+  // takes its next nodes from, as libxml2's own streaming reader does.
+  static void Recycle(xmlParserCtxtPtr ctxt, xmlNodePtr node) {
+    constexpr int kMaxFree = 100;
+    bool plain = node->type == XML_ELEMENT_NODE && node->nsDef == nullptr && ctxt->freeElemsNr < kMaxFree &&
+                 ctxt->dict != nullptr && xmlDictOwns(ctxt->dict, node->name) == 1;
+    for (xmlAttrPtr a = node->properties; plain && a != nullptr; a = a->next) {
+      plain = a->atype != XML_ATTRIBUTE_ID && xmlDictOwns(ctxt->dict, a->name) == 1;
     }
-    bool matches = false;
-    for (int ok = xmlTextReaderMoveToFirstAttribute(m_reader); ok == 1; ok = xmlTextReaderMoveToNextAttribute(m_reader)) {
-      const std::string_view value = View(xmlTextReaderConstValue(m_reader));
-      if (View(xmlTextReaderConstNamespaceUri(m_reader)) == N().uri &&
-          View(xmlTextReaderConstLocalName(m_reader)) == N().typeLocal && value == N().listType) {
-        matches = true;
+    if (!plain) {
+      xmlFreeNode(node);
+      return;
+    }
+    xmlFreeNodeList(node->children);
+    for (xmlAttrPtr a = node->properties; a != nullptr;) {
+      xmlAttrPtr next = a->next;
+      xmlFreeNodeList(a->children);
+      if (ctxt->freeAttrsNr < kMaxFree) {
+        a->next = ctxt->freeAttrs;
+        ctxt->freeAttrs = a;
+        ++ctxt->freeAttrsNr;
+      } else {
+        a->children = nullptr;
+        xmlFreeProp(a);
       }
-      if (View(xmlTextReaderConstName(m_reader)) == N().typeName) writtenType = value;
+      a = next;
     }
-    xmlTextReaderMoveToElement(m_reader);
-    return matches;
+    node->children = node->last = nullptr;
+    node->properties = nullptr;
+    node->next = ctxt->freeElems;
+    ctxt->freeElems = node;
+    ++ctxt->freeElemsNr;
   }
 
-  std::shared_ptr<ElementRecord> Head() {
-    auto record = std::make_shared<ElementRecord>();
-    record->tag = View(xmlTextReaderConstName(m_reader));
-    for (int ok = xmlTextReaderMoveToFirstAttribute(m_reader); ok == 1; ok = xmlTextReaderMoveToNextAttribute(m_reader)) {
-      if (xmlTextReaderIsNamespaceDecl(m_reader) == 1) continue;
-      record->attributes.emplace_back(View(xmlTextReaderConstName(m_reader)), View(xmlTextReaderConstValue(m_reader)));
+  static void Error(void*, xmlErrorPtr error) {
+    Walk* walk = t_walk;
+    if (walk == nullptr || error == nullptr || error->level < XML_ERR_ERROR || walk->m_haveError) return;
+    walk->m_haveError = true;
+    RecordFirstError(walk->m_outcome, error->message, error->line, error->int2);
+  }
+
+  // Depths: 1 the root, 2 the description unit, 3 a data source, 4 its
+  // streams, 5 their samples.
+  void Started(xmlNodePtr node) {
+    if (m_depth == 2 && !m_decided && IsDescriptionUnit(node)) {
+      // What selecting the description unit below the root finds: the first
+      // child matching by namespace URI; then its type by written name.
+      m_decided = true;
+      std::string scratch;
+      std::string_view type;
+      m_outcome.located = qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(node), N().typeName, scratch, type) &&
+                          type == N().listType;
+      if (m_outcome.located) m_unit = node;
+    } else if (m_depth == 3 && m_unit != nullptr && node->parent == m_unit) {
+      ++m_outcome.elements;
+      m_source = node;
+      m_sourceRecord = Head(node);
+      const std::string* external = m_sourceRecord->Find(N().isExternal);
+      m_streamed = m_sourceRecord->tag == N().dataSource && m_sourceRecord->Find(N().sourceName) != nullptr &&
+                   (external == nullptr || *external != N().yes);
+      if (m_streamed) m_sink.BeginDataSource(MakeDecoder<DataSourceUnitDecoder>(std::move(m_sourceRecord)));
+    } else if (m_depth == 4 && m_source != nullptr && node->parent == m_source) {
+      m_child = node;
+      m_childRecord = std::make_shared<ElementRecord>();
     }
-    xmlTextReaderMoveToElement(m_reader);
+  }
+
+  // Takes what the load needs from node; true when node can go (its
+  // subtree is never read again). Nodes deeper than a sample stay until their
+  // ancestor ends: what the DOM keeps as blank text depends on them.
+  bool Ended(xmlNodePtr node) {
+    if (m_depth == 5 && m_child != nullptr && node->parent == m_child) {
+      if (View(m_child->name) == N().settings) return false;  // read whole when it ends
+      if (node->ns == nullptr && View(node->name) == N().value) AddSample(node);
+      // Blank text and comments between samples go too.
+      while (m_child->children != node) {
+        xmlNodePtr c = m_child->children;
+        xmlUnlinkNode(c);
+        xmlFreeNode(c);
+      }
+      return true;
+    }
+    if (m_depth == 4 && node == m_child) {
+      ChildEnded(node);
+      m_child = nullptr;
+      m_childRecord.reset();
+      return true;
+    }
+    if (m_depth == 3 && node == m_source) {
+      if (m_streamed) {
+        m_sink.EndDataSource();
+      } else if (m_sourceRecord) {
+        m_sink.WholeElement(MakeDecoder<DataSourceUnitDecoder>(std::move(m_sourceRecord)));
+      }
+      m_source = nullptr;
+      m_sourceRecord.reset();
+      return true;
+    }
+    if (m_depth == 2 && node == m_unit) m_unit = nullptr;
+    return m_depth >= 2 && m_depth <= 5;
+  }
+
+  static bool IsDescriptionUnit(xmlNodePtr node) {
+    if (!InNamespace(node, N().uri) || View(node->name) != N().unitLocal) return false;
+    std::string scratch;
+    for (xmlAttrPtr a = node->properties; a != nullptr; a = a->next) {
+      if (a->ns == nullptr || View(a->ns->href) != N().uri || View(a->name) != N().typeLocal) continue;
+      std::string_view value;
+      const std::string qname = QualifiedName(a->name, a->ns);
+      if (qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(node), qname, scratch, value) && value == N().listType) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // An element's name and attributes as the DOM's getters see them.
+  static std::shared_ptr<ElementRecord> Head(xmlNodePtr node) {
+    auto record = std::make_shared<ElementRecord>();
+    record->tag = QualifiedName(node->name, node->ns);
+    std::string scratch;
+    for (xmlAttrPtr a = node->properties; a != nullptr; a = a->next) {
+      std::string qname = QualifiedName(a->name, a->ns);
+      std::string_view value;
+      if (!qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(node), qname, scratch, value)) continue;
+      record->attributes.emplace_back(std::move(qname), std::string(value));
+    }
     return record;
   }
 
-  int ReadDescriptionUnit() {
-    return Children([this] {
-      if (Type() != XML_READER_TYPE_ELEMENT) return 1;
-      ++m_outcome.elements;
-      return ReadDataSource();
-    });
-  }
-
-  int ReadDataSource() {
-    std::shared_ptr<ElementRecord> record = Head();
-    const std::string* external = record->Find(N().isExternal);
-    const bool streamed = record->tag == N().dataSource && record->Find(N().sourceName) != nullptr &&
-                          (external == nullptr || *external != N().yes);
-    if (!streamed) {
-      const int ret = Children([&] {
-        if (Type() != XML_READER_TYPE_ELEMENT) return 1;
-        if (record->tag != N().dataSource) return Skip();  // no data source: nothing below is read
-        if (IsSettingsElement()) {
-          if (!record->hasSettings) {
-            record->hasSettings = true;
-            record->settingsXml = ExpandedContent();
-          }
-          return Skip();
-        }
-        if (View(xmlTextReaderConstName(m_reader)) == N().settings) return Skip();
-        std::shared_ptr<ElementRecord> child;
-        const int childRet = ReadChild(child);
-        record->children.push_back(std::move(child));
-        return childRet;
-      });
-      if (ret == 1) m_sink.WholeElement(MakeDecoder<DataSourceUnitDecoder>(std::move(record)));
-      return ret;
+  void AddSample(xmlNodePtr value) {
+    ElementRecord& record = *m_childRecord;
+    std::string scratch;
+    std::string_view stamp;
+    std::int64_t time = 0;
+    const bool timed = qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(value), N().timeStamp, scratch, stamp) &&
+                       TimePairText::ParseUtf8(stamp, time);
+    // The text is the element's first text child, as in the DOM.
+    for (xmlNodePtr c = value->children; c != nullptr; c = c->next) {
+      if (c->type == XML_TEXT_NODE) {
+        record.texts += View(c->content);
+        break;
+      }
     }
-    m_sink.BeginDataSource(MakeDecoder<DataSourceUnitDecoder>(std::move(record)));
-    const int ret = Children([this] {
-      if (Type() != XML_READER_TYPE_ELEMENT) return 1;
-      if (View(xmlTextReaderConstName(m_reader)) == N().settings) return Skip();
-      std::shared_ptr<ElementRecord> child;
-      const int childRet = ReadChild(child);
-      if (childRet == 1) m_sink.DataSourceChild(MakeDecoder<DataSourceStreamDecoder>(std::move(child)));
-      return childRet;
-    });
-    if (ret == 1) m_sink.EndDataSource();
-    return ret;
+    record.textEnds.push_back(record.texts.size());
+    record.times.push_back(time);
+    record.timed.push_back(timed);
   }
 
-  // What the DOM's query "PersistencyData" selects: no namespace.
-  bool IsSettingsElement() const {
-    return xmlTextReaderConstNamespaceUri(m_reader) == nullptr &&
-           View(xmlTextReaderConstLocalName(m_reader)) == N().settings;
+  void ChildEnded(xmlNodePtr node) {
+    if (!m_streamed) {
+      if (!m_sourceRecord || m_sourceRecord->tag != N().dataSource) return;  // no data source: nothing below is read
+      // What the DOM's query "PersistencyData" selects: no namespace, the first one.
+      if (node->ns == nullptr && View(node->name) == N().settings && !m_sourceRecord->hasSettings) {
+        m_sourceRecord->hasSettings = true;
+        m_sourceRecord->settingsXml = ContentXml(node);
+      }
+    }
+    std::shared_ptr<ElementRecord> head = Head(node);
+    if (head->tag == N().settings) return;  // never a stream
+    head->texts = std::move(m_childRecord->texts);
+    head->textEnds = std::move(m_childRecord->textEnds);
+    head->times = std::move(m_childRecord->times);
+    head->timed = std::move(m_childRecord->timed);
+    if (m_streamed) {
+      m_sink.DataSourceChild(MakeDecoder<DataSourceStreamDecoder>(std::move(head)));
+    } else {
+      m_sourceRecord->children.push_back(std::move(head));
+    }
   }
 
-  // The XML of every child of the current element, each as the DOM writes
-  // a node.
-  std::string ExpandedContent() {
+  // The XML of every child of node, each as the DOM writes a node; empty
+  // when one cannot be written, as with the DOM.
+  static std::string ContentXml(xmlNodePtr node) {
     std::string out;
     std::string xml;
-    xmlNodePtr element = xmlTextReaderExpand(m_reader);
-    for (xmlNodePtr child = element != nullptr ? element->children : nullptr; child != nullptr; child = child->next) {
-      if (FAILED(qz_dom::NodeXml(child, xml))) return std::string();  // as the DOM: no settings then
+    for (xmlNodePtr c = node->children; c != nullptr; c = c->next) {
+      if (FAILED(qz_dom::NodeXml(c, xml))) return std::string();
       out += xml;
     }
     return out;
-  }
-
-  // A child element of a data source: its head and its "Value" children.
-  int ReadChild(std::shared_ptr<ElementRecord>& out) {
-    out = Head();
-    ElementRecord& record = *out;
-    return Children([&] {
-      if (Type() != XML_READER_TYPE_ELEMENT) return 1;
-      if (xmlTextReaderConstNamespaceUri(m_reader) != nullptr ||
-          View(xmlTextReaderConstLocalName(m_reader)) != N().value) {
-        return Skip();
-      }
-      std::int64_t time = 0;
-      bool timed = false;
-      if (xmlTextReaderMoveToAttribute(m_reader, reinterpret_cast<const xmlChar*>(N().timeStamp.c_str())) == 1) {
-        timed = TimePairText::ParseUtf8(View(xmlTextReaderConstValue(m_reader)), time);
-        xmlTextReaderMoveToElement(m_reader);
-      }
-      // The text is the element's first text child, as in the DOM.
-      bool haveText = false;
-      const int ret = Children([&] {
-        const int type = Type();
-        if (type == XML_READER_TYPE_ELEMENT) return Skip();
-        if (!haveText && (type == XML_READER_TYPE_TEXT || type == XML_READER_TYPE_WHITESPACE ||
-                          type == XML_READER_TYPE_SIGNIFICANT_WHITESPACE)) {
-          record.texts += View(xmlTextReaderConstValue(m_reader));
-          haveText = true;
-        }
-        return 1;
-      });
-      record.textEnds.push_back(record.texts.size());
-      record.times.push_back(time);
-      record.timed.push_back(timed);
-      return ret;
-    });
   }
 
   template <class Decoder>
@@ -251,75 +332,32 @@ class Walk {
     return decoder;
   }
 
-  xmlTextReaderPtr m_reader;
+  static thread_local Walk* t_walk;
+
   DataSourceListReader::Sink& m_sink;
   const std::wstring& m_baseFolder;
   DataSourceListReader::Outcome& m_outcome;
+  startElementNsSAX2Func m_startElement = nullptr;
+  endElementNsSAX2Func m_endElement = nullptr;
+  bool m_haveError = false;
+  int m_depth = 0;
+  bool m_decided = false;
+  xmlNodePtr m_unit = nullptr;
+  xmlNodePtr m_source = nullptr;
+  std::shared_ptr<ElementRecord> m_sourceRecord;
+  bool m_streamed = false;
+  xmlNodePtr m_child = nullptr;
+  std::shared_ptr<ElementRecord> m_childRecord;
 };
 
-// Where the parse below records its first error (libxml2 hands its own
-// context to the callback).
-thread_local DataSourceListReader::Outcome* t_reparse = nullptr;
-
-void RecordReparseError(void*, xmlErrorPtr error) { RecordFirstError(t_reparse, error); }
-
-struct ContextFree {
-  void operator()(xmlParserCtxtPtr ctxt) const noexcept { xmlFreeParserCtxt(ctxt); }
-};
-
-// The DOM's report for a document that does not parse. The streaming reader
-// feeds the parser in chunks and words some errors at the end of the input
-// differently, so the file is parsed once more the DOM's way for its first
-// error, with the content callbacks off so that no tree is built.
-void ReportAsTheDom(const std::string& file, DataSourceListReader::Outcome& outcome) {
-  std::unique_ptr<xmlParserCtxt, ContextFree> ctxt(xmlNewParserCtxt());
-  if (!ctxt) return;
-  xmlSAXHandlerPtr sax = ctxt->sax;
-  sax->serror = RecordReparseError;
-  sax->startElementNs = nullptr;
-  sax->endElementNs = nullptr;
-  sax->characters = nullptr;
-  sax->cdataBlock = nullptr;
-  sax->comment = nullptr;
-  sax->processingInstruction = nullptr;
-  sax->reference = nullptr;
-  DataSourceListReader::Outcome first;
-  t_reparse = &first;
-  xmlDocPtr doc = xmlCtxtReadFile(ctxt.get(), file.c_str(), nullptr, qz_dom::ParseOptions());
-  t_reparse = nullptr;
-  if (doc != nullptr) xmlFreeDoc(doc);
-  if (!first.reason.empty()) {
-    outcome.reason = std::move(first.reason);
-    outcome.line = first.line;
-    outcome.column = first.column;
-  }
-}
+thread_local Walk* Walk::t_walk = nullptr;
 
 }  // namespace
 
 DataSourceListReader::Outcome DataSourceListReader::Read(const std::string& file, Sink& sink) {
   Outcome outcome;
-  std::unique_ptr<xmlTextReader, ReaderFree> reader(xmlReaderForFile(file.c_str(), nullptr, qz_dom::ParseOptions()));
-  if (!reader) {
-    outcome.reason = L"the file cannot be read";
-    return outcome;
-  }
-  xmlTextReaderSetStructuredErrorHandler(reader.get(), RecordFirstError, &outcome);
-  Walk walk(reader.get(), sink, m_baseFolder, outcome);
-  int ret = walk.Document();
-  // Everything after the list is still read: a document that does not
-  // parse to its end does not load, as with the DOM.
-  while (ret == 1) ret = xmlTextReaderRead(reader.get());
-  outcome.parsed = ret == 0;
-  if (!outcome.parsed) {
-    outcome.located = false;
-    ReportAsTheDom(file, outcome);
-    if (outcome.reason.empty()) outcome.reason = L"the document does not parse";
-  } else {
-    // Errors that do not stop libxml2 (namespace errors) do not stop the DOM either.
-    outcome.reason.clear();
-    outcome.line = outcome.column = 0;
-  }
+  Walk walk(sink, m_baseFolder, outcome);
+  walk.Parse(file);
   return outcome;
 }
 

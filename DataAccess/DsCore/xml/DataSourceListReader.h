@@ -1,5 +1,8 @@
-// Reads the data source list document from a file with libxml2's streaming
-// reader, without a DOM: the file load's path for large lists. It finds the
+// Reads the data source list document from a file as a stream (libxml2's
+// SAX2 parser), without keeping a DOM: the file load's path for large lists.
+// libxml2's own tree builder makes each element, so that every node (blank
+// text included) is what the DOM would hold, and each finished element is
+// taken into a record and freed at once. It finds the
 // description unit the way the DOM query does (namespaces resolved by URI,
 // then "xsi:type" read by its written name) and hands every data source to a
 // sink through the same decoders the DOM path uses, backed by records of the
@@ -48,7 +51,8 @@ class DataSourceListReader {
   explicit DataSourceListReader(std::wstring baseFolder) : m_baseFolder(std::move(baseFolder)) {}
 
   // Reads file (a UTF-8 path) to its end, feeding sink. The sink may have
-  // been fed even when the document turns out not to parse.
+  // been fed even when the document turns out not to parse. Parse errors
+  // are the DOM's (same parser, same options, its first error).
   Outcome Read(const std::string& file, Sink& sink);
 
  private:
