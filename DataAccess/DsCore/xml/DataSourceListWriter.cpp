@@ -75,20 +75,20 @@ bool DataSourceListWriter::TextElement(std::size_t depth, std::string_view name,
   if (depth == 0 || depth > m_open.size() || text.find(L'\0') != std::wstring_view::npos) return false;
   CloseTo(depth);
   CloseStartTag();
-  Put("<");
-  Put(name);
-  Put(" ");
-  Put(attribute);
-  Put("=\"");
+  m_buffer += '<';
+  m_buffer += name;
+  m_buffer += ' ';
+  m_buffer += attribute;
+  m_buffer += "=\"";
   PutEscapedUtf8(attributeValue, true);
   if (text.empty()) {
     Put("\"/>");
     return true;
   }
-  Put("\">");
+  m_buffer += "\">";
   PutEscaped(text, false);
-  Put("</");
-  Put(name);
+  m_buffer += "</";
+  m_buffer += name;
   Put(">");
   return true;
 }
@@ -166,32 +166,31 @@ void DataSourceListWriter::PutName(std::wstring_view qname) {
 }
 
 void DataSourceListWriter::PutEscaped(std::wstring_view text, bool attribute) {
-  bool ascii = true;
-  for (const wchar_t c : text) {
-    if (static_cast<std::uint32_t>(c) >= 0x80) {
-      ascii = false;
-      break;
+  // The common case (numbers, names) is ASCII without markup: written in
+  // place, one byte per character; anything else goes through UTF-8.
+  const std::size_t start = m_buffer.size();
+  m_buffer.resize(start + text.size());
+  char* out = m_buffer.data() + start;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<std::uint32_t>(text[i]);
+    if (c >= 0x80 || EscapeOf(static_cast<char>(c), attribute) != nullptr) {
+      m_buffer.resize(start + i);
+      std::string utf8;
+      utf8text::AssignUtf8(text.substr(i), utf8);
+      PutEscapedUtf8(utf8, attribute);
+      return;
     }
+    out[i] = static_cast<char>(c);
   }
-  if (ascii) {
-    // The common case (numbers, names): no conversion buffer needed.
-    for (const wchar_t c : text) {
-      const char narrow = static_cast<char>(c);
-      if (const char* escape = EscapeOf(narrow, attribute)) {
-        m_buffer.append(escape);
-      } else {
-        m_buffer.push_back(narrow);
-      }
-    }
-    if (m_buffer.size() >= kFlushSize) Flush();
-    return;
-  }
-  std::string utf8;
-  utf8text::AssignUtf8(text, utf8);
-  PutEscapedUtf8(utf8, attribute);
+  if (m_buffer.size() >= kFlushSize) Flush();
 }
 
 void DataSourceListWriter::PutEscapedUtf8(std::string_view text, bool attribute) {
+  if (text.find_first_of(attribute ? "<>&\r\"\n\t" : "<>&\r") == std::string_view::npos) {
+    m_buffer += text;
+    if (m_buffer.size() >= kFlushSize) Flush();
+    return;
+  }
   std::size_t start = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char* escape = EscapeOf(text[i], attribute);

@@ -87,9 +87,10 @@ bool DataSourceStreamEncoder::SetValueUnit(const std::wstring& text) {
 
 bool DataSourceStreamEncoder::AddSample(const std::wstring& text, std::int64_t time) {
   if (m_writer != nullptr) {
+    static const std::string& value = TagUtf8(DSUM_TAG_VALUE);
+    static const std::string& timeStamp = TagUtf8(DSUM_TAG_TIME_STAMP);
     char pair[TimePairText::kMaxUtf8Size];
-    return m_writer->TextElement(m_writerDepth, TagUtf8(DSUM_TAG_VALUE), TagUtf8(DSUM_TAG_TIME_STAMP),
-                                 TimePairText::FormatUtf8To(time, pair), text);
+    return m_writer->TextElement(m_writerDepth, value, timeStamp, TimePairText::FormatUtf8To(time, pair), text);
   }
   // The bulk writer builds <Value TimeStamp="S M">text</Value> directly: one
   // element per sample, no wrapper objects.
