@@ -101,12 +101,19 @@ bool DataSourceStreamDecoder::GetSampleCount(std::int32_t& count) const {
   return true;
 }
 
+bool DataSourceStreamDecoder::GetSampleUtf8(std::int32_t index, std::string_view& text, std::int64_t& time) const {
+  const auto i = static_cast<std::size_t>(index);
+  if (!m_record || index < 0 || i >= m_record->SampleCount() || !m_record->timed[i]) return false;
+  text = m_record->SampleText(i);
+  time = m_record->times[i];
+  return true;
+}
+
 bool DataSourceStreamDecoder::GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const {
   if (m_record) {
-    const auto i = static_cast<std::size_t>(index);
-    if (index < 0 || i >= m_record->SampleCount() || !m_record->timed[i]) return false;
-    utf8text::AssignWide(m_record->SampleText(i), text);
-    time = m_record->times[i];
+    std::string_view utf8;
+    if (!GetSampleUtf8(index, utf8, time)) return false;
+    utf8text::AssignWide(utf8, text);
     return true;
   }
   const auto& values = Samples().values;
