@@ -96,7 +96,7 @@ TEST(StreamValueText, VectorsStringsAndSkeletons) {
 // ones do: accepted or refused alike, and to the same value.
 TEST(StreamValueText, Utf8TextsReadAsTheirWideForms) {
   const char* const texts[] = {"12", " \t-7x", "+-1", "2147483648", "-2147483648", "1e400", "0x1p3", "inf",
-                               "nan(abc)", " +1.5e-3 rest", "", "  ", "\xC3\xA9" "1", "1\xC3\xA9", "1 2", "1\t2 3 4 5 6",
+                               "nan(abc)", " +1.5e-3 rest", "", "  ", "\xC3\xA9\x31", "1\xC3\xA9", "1 2", "1\t2 3 4 5 6",
                                "1,2", "1 2 3 4 5", "1 2 3 4 5 6 7", "1.7976931348623157e308 -0"};
   for (const char* text : texts) {
     const std::string utf8(text);
