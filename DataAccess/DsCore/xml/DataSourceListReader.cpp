@@ -3,8 +3,10 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
+#include <exception>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "Utf8Text.h"
 #include "qz_dom/DomFast.h"
@@ -96,9 +98,14 @@ class Walk {
     ctxt->sax->startElementNs = StartElement;
     ctxt->sax->endElementNs = EndElement;
     ctxt->sax->serror = Error;
-    t_walk = this;
+    // A load started from inside this one (an importer's) restores it after.
+    Walk* const outer = std::exchange(t_walk, this);
     xmlDocPtr doc = xmlCtxtReadFile(ctxt.get(), file.c_str(), nullptr, qz_dom::ParseOptions());
-    t_walk = nullptr;
+    t_walk = outer;
+    if (m_exception) {
+      if (doc != nullptr) xmlFreeDoc(doc);
+      std::rethrow_exception(m_exception);
+    }
     const bool wellFormed = doc != nullptr && ctxt->wellFormed && xmlDocGetRootElement(doc) != nullptr;
     m_outcome.parsed = wellFormed;
     if (!wellFormed) {
@@ -125,14 +132,33 @@ class Walk {
     walk.m_startElement(ctx, localname, prefix, uri, nbNamespaces, namespaces, nbAttributes, nbDefaulted, attributes);
     auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
     ++walk.m_depth;
-    if (ctxt->node != nullptr && ctxt->node->type == XML_ELEMENT_NODE) walk.Started(ctxt->node);
+    if (ctxt->node == nullptr || ctxt->node->type != XML_ELEMENT_NODE || walk.m_exception) return;
+    try {
+      walk.Started(ctxt->node);
+    } catch (...) {
+      walk.Stop(ctxt);
+    }
+  }
+
+  // Exceptions must not cross libxml2's frames: the parse is stopped and the
+  // exception thrown again once it has returned.
+  void Stop(xmlParserCtxtPtr ctxt) {
+    m_exception = std::current_exception();
+    xmlStopParser(ctxt);
   }
 
   static void EndElement(void* ctx, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri) {
     Walk& walk = *t_walk;
     auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
     xmlNodePtr node = ctxt->node;
-    const bool drop = node != nullptr && walk.Ended(node);
+    bool drop = false;
+    if (node != nullptr && !walk.m_exception) {
+      try {
+        drop = walk.Ended(node);
+      } catch (...) {
+        walk.Stop(ctxt);
+      }
+    }
     walk.m_endElement(ctx, localname, prefix, uri);
     --walk.m_depth;
     if (drop) {
@@ -340,6 +366,7 @@ class Walk {
   startElementNsSAX2Func m_startElement = nullptr;
   endElementNsSAX2Func m_endElement = nullptr;
   bool m_haveError = false;
+  std::exception_ptr m_exception;
   int m_depth = 0;
   bool m_decided = false;
   xmlNodePtr m_unit = nullptr;

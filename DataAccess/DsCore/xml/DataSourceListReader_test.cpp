@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // What the reader hands on, as one line per call.
-class RecordingSink final : public DataSourceListReader::Sink {
+class RecordingSink : public DataSourceListReader::Sink {
  public:
   void BeginDataSource(const DataSourceUnitDecoder& head) override {
     std::wstring id;
@@ -55,10 +56,15 @@ class DataSourceListReaderTest : public ::testing::Test {
   DataSourceListReader::Outcome Read(const std::string& xml, RecordingSink& sink) {
     const fs::path file = fs::temp_directory_path() / ("dscore_reader_" + std::to_string(::getpid()) + ".xml");
     std::ofstream(file, std::ios::binary) << xml;
+    struct Remove {
+      fs::path path;
+      ~Remove() {
+        std::error_code ec;
+        fs::remove(path, ec);
+      }
+    } remove{file};
     DataSourceListReader reader(L"/base");
-    const auto outcome = reader.Read(file.string(), sink);
-    fs::remove(file);
-    return outcome;
+    return reader.Read(file.string(), sink);
   }
 };
 
@@ -134,6 +140,21 @@ TEST_F(DataSourceListReaderTest, ADocumentThatDoesNotParseReportsTheParsersFirst
   const auto read = Read(kHead + "<DataSource name='A'><u:x/></DataSource>" + kTail, tolerant);
   EXPECT_TRUE(read.parsed && read.located);
   EXPECT_TRUE(read.reason.empty());
+}
+
+// A sink that runs out of memory half-way: the exception comes out of Read
+// (not through libxml2), and the next read works as before.
+TEST_F(DataSourceListReaderTest, AnExceptionFromTheSinkStopsTheReadAndComesOut) {
+  class Throwing final : public RecordingSink {
+   public:
+    void BeginDataSource(const DataSourceUnitDecoder&) override { throw std::bad_alloc(); }
+  };
+  const std::string xml = kHead + "<DataSource name='A'><DataSourceStream name='s'/></DataSource>" + kTail;
+  Throwing throwing;
+  EXPECT_THROW(Read(xml, throwing), std::bad_alloc);
+  RecordingSink sink;
+  EXPECT_TRUE(Read(xml, sink).located);
+  EXPECT_EQ(sink.events, (std::vector<std::wstring>{L"begin A", L"stream s 0", L"end"}));
 }
 
 }  // namespace
