@@ -1,17 +1,23 @@
 // Saving and loading a data source list of 10 double streams through the
-// manager's document file functions, beside libxml2 itself on the same
-// content in the same run: xmlReadFile with a plain walk over every node and
-// attribute, and xmlTextWriter writing the same elements. Sizes from 10^3 to
-// 10^5 samples per stream, so that the time per sample (items/s) shows
-// whether anything grows faster than the document. Peak heap is counted
+// manager's document file functions (streaming) and the DOM path they
+// replaced, beside libxml2 itself on the same content in the same run:
+// xmlReadFile with a plain walk over every node and attribute, its streaming
+// reader and SAX2 parser, xmlTextWriter writing the same elements, and a
+// to_chars + fwrite writer. Sizes from 10^3 to 10^5 samples per stream
+// (10^4 to 10^6 in all), so that the time per sample (items/s) shows
+// whether anything grows faster than the document; then one save and load
+// of 10^7 samples for the memory a large list needs. Peak heap is counted
 // through operator new and libxml2's allocator hooks (malloc_usable_size).
 #include <benchmark/benchmark.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlreader.h>
 #include <libxml/xmlwriter.h>
 #include <malloc.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdio>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -21,12 +27,15 @@
 #include <string>
 
 #include "qz_com/ComPtr.h"
+#include "qz_dsc/DataSourceEncDecCommon.h"
 #include "qz_dsc/DataSourceListFile.h"
+#include "qz_dsc/IDSPersistXML.h"
 #include "qz_dsc/DataSourceModifier.h"
 #include "qz_dsc/DataSourceStreamModifier.h"
 #include "qz_dsc/DataSourceStreamVariant.h"
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
 #include "qz_dsc/StreamModifierRawBuffer.h"
+#include "units/DataSourceListFileDom.h"
 #include "xml/TimePairText.h"
 
 // ---- heap counter ------------------------------------------------------------------
@@ -106,6 +115,112 @@ qz_com::ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> Manager(int samples) {
 void Report(benchmark::State& state, int samples, std::int64_t base) {
   state.SetItemsProcessed(state.iterations() * kStreams * samples);
   state.counters["peak_MiB"] = PeakMiB(base);
+  state.counters["peak_B_per_sample"] = PeakMiB(base) * 1024.0 * 1024.0 / (static_cast<double>(kStreams) * samples);
+}
+
+// The file save as it was: the whole list built as a DOM, then saved.
+void BM_DomSave(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  auto manager = Manager(samples);
+  const std::wstring path = FilePath("dscore_bench_dom.xml");
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    qz_com::ComPtr<IXMLDOMDocument> doc;
+    qz_com::ComPtr<qz_dsc::IDSPersistXML> persist;
+    manager->QueryInterface(uuidof<qz_dsc::IDSPersistXML>(), reinterpret_cast<void**>(persist.GetAddressOf()));
+    if (FAILED(qz_dsc::DataSourceEncDecCommon::CreateDocument(doc.GetAddressOf())) || !persist->SaveXML(doc.Get(), path) ||
+        FAILED(doc->save(path))) {
+      state.SkipWithError("save");
+    }
+  }
+  Report(state, samples, base);
+}
+
+// The file load as it was: the whole file parsed into a DOM, then loaded.
+void BM_DomLoad(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    qz_com::ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> manager;
+    static_cast<void>(qz_dsc::CreateDataSourceUnitMgr(manager.GetAddressOf()));
+    if (!qz_dsc::LoadDataSourceListFileThroughDom(manager.Get(), FilePath("dscore_bench_list.xml"))) {
+      state.SkipWithError("load");
+    }
+  }
+  Report(state, samples, base);
+}
+
+// The same layout written with to_chars and fwrite alone: the floor of any
+// document writer.
+void BM_ToCharsFwrite(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  const std::string path = fs::path(FilePath("dscore_bench_tochars.xml")).string();
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    std::FILE* out = std::fopen(path.c_str(), "wb");
+    std::string buffer;
+    buffer.reserve(1 << 18);
+    char digits[32];
+    buffer += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<mpeg7:Mpeg7><mpeg7:DescriptionUnit><DataSource name=\"Bench\">";
+    for (int s = 0; s < kStreams; ++s) {
+      buffer += "<DataSourceStream name=\"stream" + std::to_string(s) + "\">";
+      for (int i = 0; i < samples; ++i) {
+        char pair[qz_dsc::TimePairText::kMaxUtf8Size];
+        buffer += "<Value TimeStamp=\"";
+        buffer += qz_dsc::TimePairText::FormatUtf8To(i * 400'000LL, pair);
+        buffer += "\">";
+        buffer.append(digits, std::to_chars(digits, digits + sizeof digits, i * 0.25 + s).ptr);
+        buffer += "</Value>";
+        if (buffer.size() > (1 << 18)) {
+          std::fwrite(buffer.data(), 1, buffer.size(), out);
+          buffer.clear();
+        }
+      }
+      buffer += "</DataSourceStream>";
+    }
+    buffer += "</DataSource></mpeg7:DescriptionUnit></mpeg7:Mpeg7>\n";
+    std::fwrite(buffer.data(), 1, buffer.size(), out);
+    std::fclose(out);
+  }
+  Report(state, samples, base);
+}
+
+// 10 streams of 1,000,000 samples saved and loaded back: the peak of each
+// step, beyond what the list itself holds, stays far below the DOM's
+// (about 500 B a sample).
+void BM_TenMillionSaveAndLoad(benchmark::State& state) {
+  constexpr int kSamples = 1'000'000;
+  const std::wstring path = FilePath("dscore_bench_10m.xml");
+  double savePeak = 0;
+  double loadPeak = 0;
+  for (auto _ : state) {
+    {
+      auto manager = Manager(kSamples);
+      const std::int64_t base = g_held.load();
+      ResetPeak();
+      if (!qz_dsc::SaveDataSourceListFile(manager.Get(), path)) state.SkipWithError("save");
+      savePeak = PeakMiB(base);
+    }
+    const std::int64_t base = g_held.load();
+    ResetPeak();
+    qz_com::ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> manager;
+    static_cast<void>(qz_dsc::CreateDataSourceUnitMgr(manager.GetAddressOf()));
+    if (!qz_dsc::LoadDataSourceListFile(manager.Get(), path) ||
+        manager->GetDataSourceCount() != 1) {
+      state.SkipWithError("load");
+    }
+    loadPeak = PeakMiB(base);
+  }
+  state.SetItemsProcessed(state.iterations() * kStreams * kSamples);
+  state.counters["save_peak_MiB"] = savePeak;
+  state.counters["load_peak_MiB"] = loadPeak;
+  state.counters["load_peak_B_per_sample"] = loadPeak * 1024.0 * 1024.0 / (kStreams * static_cast<double>(kSamples));
+  std::error_code ec;
+  fs::remove(fs::path(path), ec);
 }
 
 void BM_ManagerSave(benchmark::State& state) {
@@ -159,6 +274,45 @@ void BM_Libxml2ReadAndWalk(benchmark::State& state) {
   Report(state, samples, base);
 }
 
+// libxml2's streaming reader over the same file, every node visited: the
+// floor of a load through xmlTextReader.
+void BM_Libxml2TextReader(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
+  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    xmlTextReaderPtr reader = xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET);
+    std::size_t nodes = 0;
+    while (xmlTextReaderRead(reader) == 1) nodes += static_cast<std::size_t>(xmlTextReaderNodeType(reader));
+    benchmark::DoNotOptimize(nodes);
+    xmlFreeTextReader(reader);
+  }
+  Report(state, samples, base);
+}
+
+// libxml2's SAX2 parser over the same file, callbacks counting elements and
+// text: the floor of a load without any tree.
+void BM_Libxml2Sax2(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
+  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  for (auto _ : state) {
+    std::size_t count = 0;
+    xmlSAXHandler sax{};
+    sax.initialized = XML_SAX2_MAGIC;
+    sax.startElementNs = [](void* ctx, const xmlChar*, const xmlChar*, const xmlChar*, int, const xmlChar**, int n,
+                            int, const xmlChar**) { *static_cast<std::size_t*>(ctx) += static_cast<std::size_t>(n) + 1; };
+    sax.characters = [](void* ctx, const xmlChar*, int len) { *static_cast<std::size_t*>(ctx) += static_cast<std::size_t>(len); };
+    static_cast<void>(xmlSAXUserParseFile(&sax, &count, path.c_str()));
+    benchmark::DoNotOptimize(count);
+  }
+  Report(state, samples, base);
+}
+
 // The same elements and attributes as the manager writes.
 void BM_Libxml2TextWriter(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
@@ -198,6 +352,12 @@ void BM_Libxml2TextWriter(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_ManagerSave)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DomSave)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ToCharsFwrite)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Libxml2TextWriter)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ManagerLoad)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DomLoad)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Libxml2ReadAndWalk)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Libxml2TextReader)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Libxml2Sax2)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TenMillionSaveAndLoad)->Iterations(1)->Unit(benchmark::kMillisecond);

@@ -6,9 +6,13 @@
 // and their documented guarantees are checked. Then the manager loads the
 // document, saves what it loaded and loads that again: the same units,
 // streams and values must come back, with sample times as the time pair
-// text reads them back.
+// text reads them back. The same bytes loaded from a file by the streaming
+// file load and by the DOM file load must give the same result.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <type_traits>
 #include <cstdio>
@@ -28,6 +32,8 @@
 #include "qz_dsc/IDataSourceUnitCtrl.h"
 #include "qz_dsc/IDataSourceUnitMgrCtrl.h"
 #include "qz_math/Vector.h"
+#include "qz_dsc/DataSourceListFile.h"
+#include "units/DataSourceListFileDom.h"
 #include "units/DataSourceUnitMgr.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 #include "xml/TimePairText.h"
@@ -225,9 +231,47 @@ void RoundTrip(IXMLDOMElement* root) {
   CompareUnits(first.Get(), second.Get());
 }
 
+// The list as the DOM save writes it; empty for an empty list.
+std::wstring ListText(qz_dsc::IDataSourceUnitMgrCtrl* manager) {
+  ComPtr<IXMLDOMDocument> doc;
+  if (qz_dsc::DataSourceEncDecCommon::CreateDocument(doc.GetAddressOf()) != S_OK) Fail("no document");
+  static_cast<void>(dynamic_cast<qz_dsc::DataSourceUnitMgr*>(manager)->SaveXMLChecked(doc.Get(), L""));
+  std::wstring text;
+  if (doc->get_xml(&text) != S_OK) Fail("a saved document has no text");
+  return text;
+}
+
+// The input bytes as a file, loaded by the streaming file load and by the
+// DOM file load: the same result, counts and list must come out.
+void CompareFileLoads(const std::uint8_t* data, std::size_t size) {
+  static const std::string path =
+      (std::filesystem::temp_directory_path() / ("dscore_fuzz_list_" + std::to_string(::getpid()) + ".xml")).string();
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (f == nullptr) Fail("no temporary file");
+  const bool written = std::fwrite(data, 1, size, f) == size;
+  if (std::fclose(f) != 0 || !written) Fail("the temporary file could not be written");
+  ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> streamed;
+  ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> dom;
+  if (qz_dsc::CreateDataSourceUnitMgr(streamed.GetAddressOf()) != S_OK ||
+      qz_dsc::CreateDataSourceUnitMgr(dom.GetAddressOf()) != S_OK) {
+    Fail("no manager");
+  }
+  const std::wstring file = utf8text::ToWide(path);
+  const auto a = qz_dsc::LoadDataSourceListFile(streamed.Get(), file);
+  const auto b = qz_dsc::LoadDataSourceListFileThroughDom(dom.Get(), file);
+  if (a.status != b.status || a.message != b.message) Fail("the streaming load reports otherwise than the DOM load");
+  if (a.skippedUnits != b.skippedUnits || a.skippedStreams != b.skippedStreams || a.failedImports != b.failedImports) {
+    Fail("the streaming load counts otherwise than the DOM load");
+  }
+  if (streamed->GetDataSourceCount() != dom->GetDataSourceCount() || ListText(streamed.Get()) != ListText(dom.Get())) {
+    Fail("the streaming load loads otherwise than the DOM load");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  CompareFileLoads(data, size);
   const std::wstring text = DecodeInput(data, size);
   ComPtr<IXMLDOMDocument> doc;
   if (qz_dsc::DataSourceEncDecCommon::CreateDocument(doc.GetAddressOf()) != S_OK) Fail("no document");

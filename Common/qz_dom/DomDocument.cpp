@@ -331,6 +331,8 @@ HRESULT DomDocument::getProperty(const std::wstring& name, VARIANT* value) {
 
 namespace qz_dom {
 
+int ParseOptions() noexcept { return detail::kParseOptions; }
+
 HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
   *ppv = nullptr;

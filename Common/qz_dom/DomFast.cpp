@@ -103,4 +103,9 @@ HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std:
   return S_OK;
 }
 
+HRESULT NodeXml(const void* node, std::string& out) {
+  if (node == nullptr) return E_POINTER;
+  return detail::ops::XmlUtf8(static_cast<xmlNodePtr>(const_cast<void*>(node)), out);
+}
+
 }  // namespace qz_dom

@@ -318,8 +318,7 @@ HRESULT Text(xmlNodePtr n, std::wstring* out) {
 
 HRESULT PutText(DocState& state, xmlNodePtr n, const std::wstring& text) { return SetText(state, n, text); }
 
-HRESULT Xml(xmlNodePtr n, std::wstring* out) {
-  if (out == nullptr) return E_POINTER;
+HRESULT XmlUtf8(xmlNodePtr n, std::string& out) {
   xmlBufferPtr buf = xmlBufferCreate();
   if (buf == nullptr) return E_OUTOFMEMORY;
   xmlSaveCtxtPtr save = xmlSaveToBuffer(buf, "UTF-8", XML_SAVE_NO_DECL | XML_SAVE_AS_XML);
@@ -337,8 +336,17 @@ HRESULT Xml(xmlNodePtr n, std::wstring* out) {
     xmlBufferFree(buf);
     return E_FAIL;
   }
-  *out = FromUtf8(std::string_view(AsChars(xmlBufferContent(buf)), static_cast<std::size_t>(xmlBufferLength(buf))));
+  out.assign(AsChars(xmlBufferContent(buf)), static_cast<std::size_t>(xmlBufferLength(buf)));
   xmlBufferFree(buf);
+  return S_OK;
+}
+
+HRESULT Xml(xmlNodePtr n, std::wstring* out) {
+  if (out == nullptr) return E_POINTER;
+  std::string utf8;
+  const HRESULT hr = XmlUtf8(n, utf8);
+  if (FAILED(hr)) return hr;
+  *out = FromUtf8(utf8);
   return S_OK;
 }
 

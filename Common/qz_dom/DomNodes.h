@@ -47,6 +47,7 @@ HRESULT HasChildNodes(xmlNodePtr n, VARIANT_BOOL* out);
 HRESULT Text(xmlNodePtr n, std::wstring* out);
 HRESULT PutText(DocState& state, xmlNodePtr n, const std::wstring& text);
 HRESULT Xml(xmlNodePtr n, std::wstring* out);
+HRESULT XmlUtf8(xmlNodePtr n, std::string& out);
 HRESULT SelectNodes(const StatePtr& state, xmlNodePtr n, const std::wstring& query, IXMLDOMNodeList** out);
 HRESULT SelectSingleNode(const StatePtr& state, xmlNodePtr n, const std::wstring& query, IXMLDOMNode** out);
 HRESULT NamespaceURI(xmlNodePtr n, std::wstring* out);

@@ -54,4 +54,12 @@ ElementRef RefOf(IXMLDOMNode* node) noexcept;
 [[nodiscard]] HRESULT AppendTextElement(IXMLDOMNode* parent, std::string_view name, const std::wstring& text,
                           std::string_view attrName, std::string_view attrValue);
 
+// The options this DOM parses documents with (load and loadXML), for
+// streaming readers of the same files that must see the same nodes.
+int ParseOptions() noexcept;
+
+// The UTF-8 text get_xml gives for a libxml2 node (an xmlNodePtr), such as
+// one a streaming reader expanded.
+[[nodiscard]] HRESULT NodeXml(const void* node, std::string& out);
+
 }  // namespace qz_dom

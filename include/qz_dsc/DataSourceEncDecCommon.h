@@ -4,6 +4,9 @@
 // Not synchronised: an encoder or decoder belongs to one thread at a time.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <string>
 
 #include "qz_com/ComVariant.h"
@@ -12,6 +15,9 @@
 #include "qz_dsc/export.h"
 
 namespace qz_dsc {
+
+class DataSourceListWriter;
+struct ElementRecord;
 
 class QZ_DSC_API DataSourceEncDecCommon {
  public:
@@ -53,9 +59,36 @@ class QZ_DSC_API DataSourceEncDecCommon {
   const XMLElementExt& GetNode() const noexcept { return m_node; }
   XMLElementExt& GetNode() noexcept { return m_node; }
 
+  // Encoders only: write through writer instead of into a DOM, holding the
+  // element open at depth there (the file save's streaming path).
+  void SetWriter(DataSourceListWriter* writer, std::size_t depth) noexcept {
+    m_writer = writer;
+    m_writerDepth = depth;
+  }
+  DataSourceListWriter* GetWriter() const noexcept { return m_writer; }
+  std::size_t GetWriterDepth() const noexcept { return m_writerDepth; }
+
+  // Decoders only: read an element the streaming reader kept instead of a
+  // DOM node (the file load's path); the getters answer alike for both.
+  void SetRecord(std::shared_ptr<const ElementRecord> record) noexcept { m_record = std::move(record); }
+  const std::shared_ptr<const ElementRecord>& GetRecord() const noexcept { return m_record; }
+  // True for an element (false for a comment, text or nothing at all).
+  bool IsElement() const noexcept { return m_record != nullptr || m_node.GetElement() != nullptr; }
+  // True when the element's qualified name is exactly name.
+  [[nodiscard]] bool HasTagName(const wchar_t* name) const;
+
  protected:
+  // The attribute with this qualified name, as text or parsed as a decimal
+  // integer; false when it is missing or does not parse.
+  [[nodiscard]] bool ReadAttribute(const wchar_t* name, std::wstring& out) const;
+  [[nodiscard]] bool ReadAttribute(const wchar_t* name, std::int32_t& out) const;
+  [[nodiscard]] bool ReadAttribute(const wchar_t* name, std::int64_t& out) const;
+
   std::wstring m_basePath;
   XMLElementExt m_node;
+  DataSourceListWriter* m_writer = nullptr;
+  std::size_t m_writerDepth = 0;
+  std::shared_ptr<const ElementRecord> m_record;
 };
 
 }  // namespace qz_dsc

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "qz_ds/qz_ds.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
@@ -46,6 +47,10 @@ class QZ_DSC_API DataSourceStreamDecoder : public DataSourceEncDecCommon {
   // none); false when the item or its time is missing or does not parse.
   // The list of "Value" children is gathered once, on first use.
   [[nodiscard]] bool GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const;
+  // GetSample with the text in UTF-8, viewing the decoder's own copy; only
+  // for a decoder over an element the streaming reader kept (false for a
+  // DOM node).
+  [[nodiscard]] bool GetSampleUtf8(std::int32_t index, std::string_view& text, std::int64_t& time) const;
 
  private:
   // The "Value" children of the current node, gathered on first use; copies

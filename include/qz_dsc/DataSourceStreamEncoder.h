@@ -41,6 +41,11 @@ class QZ_DSC_API DataSourceStreamEncoder : public DataSourceEncDecCommon {
   [[nodiscard]] bool AddSample(const std::wstring& text, std::int64_t time);
   // "interpolationType"; part of the vocabulary, not written by stream saves.
   [[nodiscard]] bool SetInterpolationType(const std::wstring& text);
+
+ private:
+  // A decimal integer attribute through the streaming writer.
+  template <class Int>
+  bool WriteAttribute(const wchar_t* name, std::size_t depth, Int value);
 };
 
 }  // namespace qz_dsc

@@ -31,6 +31,12 @@ class QZ_DSC_API DataSourceUnitEncoder : public DataSourceEncDecCommon {
                         const std::wstring& converterName, const std::wstring& persistency, bool persistencyIsJSON);
   // Points encoder at the held "DataSource" element, with this base path.
   [[nodiscard]] bool CreateStreamEncoder(DataSourceStreamEncoder& encoder) const;
+
+ private:
+  // CreateDataSource through the streaming writer, fileName already made
+  // relative.
+  bool WriteDataSource(const std::wstring& name, bool isExternal, const std::wstring& fileName,
+                       const std::wstring& converterName, const std::wstring& persistency, bool persistencyIsJSON);
 };
 
 }  // namespace qz_dsc

@@ -21,6 +21,8 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "qz_dsc/DataSourceStreamDecoder.h"
@@ -91,8 +93,20 @@ class DataSourceStreamCommon : public DataSourceStreamRoot, public DataSourceStr
   // Hands each "Value" whose time and text convert to add(time, value).
   template <class Add>
   void LoadSamples(const DataSourceStreamDecoder& decoder, std::int32_t count, Add add) const {
-    std::wstring text;
     std::int64_t time = 0;
+    if constexpr (std::is_arithmetic_v<T> || std::is_same_v<T, qz_math::Vector2> ||
+                  std::is_same_v<T, qz_math::Vector3> || std::is_same_v<T, qz_math::VectorN<6>>) {
+      if (decoder.GetRecord()) {
+        // Texts a streaming load kept in UTF-8 are read without widening.
+        std::string_view text;
+        for (std::int32_t i = 0; i < count; ++i) {
+          T value{};
+          if (decoder.GetSampleUtf8(i, text, time) && TextToValue(text, value)) add(time, std::move(value));
+        }
+        return;
+      }
+    }
+    std::wstring text;
     for (std::int32_t i = 0; i < count; ++i) {
       T value{};
       if (decoder.GetSample(i, text, time) && TextToValue(text, value)) add(time, std::move(value));

@@ -4,7 +4,9 @@
 #include <charconv>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 
 #include "xml/NumberText.h"
@@ -12,13 +14,20 @@
 namespace qz_dsc {
 namespace {
 
-constexpr bool IsSpace(wchar_t c) noexcept { return c == L' ' || (c >= L'\t' && c <= L'\r'); }
+// Wide text and UTF-8 alike: every character that matters is ASCII, and no
+// byte of a multi-byte UTF-8 sequence is one.
+template <class CharT>
+constexpr bool IsSpace(CharT c) noexcept {
+  return c == CharT(' ') || (c >= CharT('\t') && c <= CharT('\r'));
+}
 
 // Characters std::from_chars may take in a general-format double, including
 // "inf", "infinity" and "nan(chars)".
-constexpr bool IsNumberChar(wchar_t c) noexcept {
-  return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'.' ||
-         c == L'+' || c == L'-' || c == L'(' || c == L')' || c == L'_';
+template <class CharT>
+constexpr bool IsNumberChar(CharT c) noexcept {
+  return (c >= CharT('0') && c <= CharT('9')) || (c >= CharT('a') && c <= CharT('z')) ||
+         (c >= CharT('A') && c <= CharT('Z')) || c == CharT('.') || c == CharT('+') || c == CharT('-') ||
+         c == CharT('(') || c == CharT(')') || c == CharT('_');
 }
 
 void AppendDouble(std::wstring& text, double value) {
@@ -29,17 +38,25 @@ void AppendDouble(std::wstring& text, double value) {
 
 // Reads one double from the start of text (white space and one '+' skipped);
 // on success stores it and returns the number of characters used, else 0.
-std::size_t ReadDouble(std::wstring_view text, double& out) {
+template <class CharT>
+std::size_t ReadDouble(std::basic_string_view<CharT> text, double& out) {
   std::size_t i = 0;
   while (i < text.size() && IsSpace(text[i])) ++i;
-  if (i < text.size() && text[i] == L'+') {
+  if (i < text.size() && text[i] == CharT('+')) {
     ++i;
-    if (i < text.size() && text[i] == L'-') return 0;
+    if (i < text.size() && text[i] == CharT('-')) return 0;
   }
   std::size_t end = i;
   while (end < text.size() && IsNumberChar(text[end])) ++end;
   if (end == i) return 0;
 
+  if constexpr (std::is_same_v<CharT, char>) {
+    double value = 0.0;
+    const auto result = std::from_chars(text.data() + i, text.data() + end, value);
+    if (result.ec != std::errc{}) return 0;
+    out = value;
+    return static_cast<std::size_t>(result.ptr - text.data());
+  }
   // std::from_chars reads narrow text: copy the candidate characters, on the
   // stack for every ordinary number.
   std::array<char, 64> small;
@@ -71,8 +88,8 @@ std::wstring VectorToText(const Vec& value, int count) {
 
 // Components must be separated by white space; the text after the last one
 // is ignored.
-template <class Vec>
-bool TextToVector(std::wstring_view text, Vec& out, int count) {
+template <class Vec, class CharT>
+bool TextToVector(std::basic_string_view<CharT> text, Vec& out, int count) {
   Vec read = out;
   std::size_t pos = 0;
   for (int i = 0; i < count; ++i) {
@@ -116,5 +133,11 @@ bool TextToValue(std::wstring_view text, qz_math::Vector2& out) { return TextToV
 bool TextToValue(std::wstring_view text, qz_math::Vector3& out) { return TextToVector(text, out, 3); }
 bool TextToValue(std::wstring_view text, qz_math::VectorN<6>& out) { return TextToVector(text, out, 6); }
 bool TextToValue(std::wstring_view, qz_ovlib::PersonSkeletonData&) { return false; }
+
+bool TextToValue(std::string_view text, std::int32_t& out) { return NumberText::Parse(text, out); }
+bool TextToValue(std::string_view text, double& out) { return ReadDouble(text, out) != 0; }
+bool TextToValue(std::string_view text, qz_math::Vector2& out) { return TextToVector(text, out, 2); }
+bool TextToValue(std::string_view text, qz_math::Vector3& out) { return TextToVector(text, out, 3); }
+bool TextToValue(std::string_view text, qz_math::VectorN<6>& out) { return TextToVector(text, out, 6); }
 
 }  // namespace qz_dsc

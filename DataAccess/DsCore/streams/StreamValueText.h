@@ -42,4 +42,13 @@ bool TextToValue(std::wstring_view text, qz_math::VectorN<6>& out);
 // Always fails: a skeleton pose cannot be read from text.
 bool TextToValue(std::wstring_view text, qz_ovlib::PersonSkeletonData& out);
 
+// The same readings of UTF-8 text, for the number types: a load that holds
+// its texts in UTF-8 reads them without widening. Same results as the wide
+// forms for the same text.
+bool TextToValue(std::string_view text, std::int32_t& out);
+bool TextToValue(std::string_view text, double& out);
+bool TextToValue(std::string_view text, qz_math::Vector2& out);
+bool TextToValue(std::string_view text, qz_math::Vector3& out);
+bool TextToValue(std::string_view text, qz_math::VectorN<6>& out);
+
 }  // namespace qz_dsc

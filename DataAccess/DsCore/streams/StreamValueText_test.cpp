@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <string_view>
+
+#include "Utf8Text.h"
 
 namespace qz_dsc {
 namespace {
@@ -87,6 +90,30 @@ TEST(StreamValueText, VectorsStringsAndSkeletons) {
   EXPECT_EQ(ValueToText(skeleton), L"");
   EXPECT_FALSE(TextToValue(L"3", skeleton));
   EXPECT_EQ(skeleton.personId, 3);
+}
+
+// The UTF-8 readings a streaming load uses must read every text as the wide
+// ones do: accepted or refused alike, and to the same value.
+TEST(StreamValueText, Utf8TextsReadAsTheirWideForms) {
+  const char* const texts[] = {"12", " \t-7x", "+-1", "2147483648", "-2147483648", "1e400", "0x1p3", "inf",
+                               "nan(abc)", " +1.5e-3 rest", "", "  ", "\xC3\xA9\x31", "1\xC3\xA9", "1 2", "1\t2 3 4 5 6",
+                               "1,2", "1 2 3 4 5", "1 2 3 4 5 6 7", "1.7976931348623157e308 -0"};
+  for (const char* text : texts) {
+    const std::string utf8(text);
+    const std::wstring wide = utf8text::ToWide(utf8);
+    std::int32_t i1 = 5, i2 = 5;
+    double d1 = 5, d2 = 5;
+    qz_math::Vector2 p1, p2;
+    qz_math::VectorN<6> v1, v2;
+    EXPECT_EQ(TextToValue(std::string_view(utf8), i1), TextToValue(std::wstring_view(wide), i2)) << utf8;
+    EXPECT_EQ(i1, i2) << utf8;
+    EXPECT_EQ(TextToValue(std::string_view(utf8), d1), TextToValue(std::wstring_view(wide), d2)) << utf8;
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(d1), std::bit_cast<std::uint64_t>(d2)) << utf8;
+    EXPECT_EQ(TextToValue(std::string_view(utf8), p1), TextToValue(std::wstring_view(wide), p2)) << utf8;
+    EXPECT_TRUE(p1 == p2) << utf8;
+    EXPECT_EQ(TextToValue(std::string_view(utf8), v1), TextToValue(std::wstring_view(wide), v2)) << utf8;
+    EXPECT_TRUE(v1 == v2) << utf8;
+  }
 }
 
 }  // namespace

@@ -5,8 +5,11 @@
 #include "qz_dsc/DataSourceListFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <string>
 #include <system_error>
 
@@ -24,7 +27,9 @@
 #include "qz_dsc/IDataSourceUnitCtrl.h"
 #include "qz_dsc/IDataSourceUnitExternal.h"
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
+#include "units/DataSourceListFileDom.h"
 #include "units/DataSourceUnitMgr.h"
+#include "xml/DataSourceListWriter.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
 #include "xml/DataSourceUnitMgrEncoder.h"
 
@@ -52,12 +57,26 @@ std::wstring ErrnoText(int error) { return utf8text::ToWide(std::strerror(error)
 
 // ---- load steps ------------------------------------------------------------------
 
-// The document in file, or a failure naming the file and, for a document that
-// does not parse, the parser's message with line and column.
-DataSourceListFileResult ParseDocumentFile(const fs::path& file, qz_com::ComPtr<IXMLDOMDocument>& doc) {
+// A failure when file is no document to read.
+DataSourceListFileResult CheckDocumentFile(const fs::path& file) {
   std::error_code ec;
   if (!fs::exists(file, ec)) return Failed(kFileNotFound, ToWide(file) + L": no such file");
   if (fs::is_directory(file, ec)) return Failed(E_INVALIDARG, ToWide(file) + L": is a folder, not a document");
+  return {};
+}
+
+DataSourceListFileResult NotParsed(const fs::path& file, long line, long column, const std::wstring& reason) {
+  return Failed(E_FAIL, ToWide(file) + L":" + std::to_wstring(line) + L":" + std::to_wstring(column) + L": " + reason);
+}
+
+DataSourceListFileResult NoList(const fs::path& file) {
+  return Failed(E_FAIL, ToWide(file) + L": no data source list (an mpeg7:DescriptionUnit of type DataSourceListType)");
+}
+
+// The document in file, or a failure naming the file and, for a document that
+// does not parse, the parser's message with line and column.
+DataSourceListFileResult ParseDocumentFile(const fs::path& file, qz_com::ComPtr<IXMLDOMDocument>& doc) {
+  if (DataSourceListFileResult checked = CheckDocumentFile(file); !checked) return checked;
   HRESULT hr = DataSourceEncDecCommon::CreateDocument(doc.ReleaseAndGetAddressOf());
   if (FAILED(hr)) return Failed(hr, L"cannot create an XML document");
   VARIANT_BOOL parsed = VARIANT_FALSE;
@@ -73,7 +92,7 @@ DataSourceListFileResult ParseDocumentFile(const fs::path& file, qz_com::ComPtr<
       static_cast<void>(error->get_line(&line));
       static_cast<void>(error->get_linepos(&column));
     }
-    return Failed(E_FAIL, ToWide(file) + L":" + std::to_wstring(line) + L":" + std::to_wstring(column) + L": " + reason);
+    return NotParsed(file, line, column, reason);
   }
   return {};
 }
@@ -117,12 +136,22 @@ DataSourceListFileResult ApplyDocument(IDataSourceUnitMgrCtrl* manager, IXMLDOMD
   if (FAILED(doc->get_documentElement(root.GetAddressOf())) || !root) {
     return Failed(E_FAIL, ToWide(file) + L": the document has no root element");
   }
-  if (!persist->LoadXML(root.Get(), ToWide(file.parent_path()))) {
-    return Failed(E_FAIL, ToWide(file) + L": no data source list (an mpeg7:DescriptionUnit of type DataSourceListType)");
-  }
+  if (!persist->LoadXML(root.Get(), ToWide(file.parent_path()))) return NoList(file);
   DataSourceListFileResult result;
   result.skippedUnits = CountDataSourceElements(root.Get()) - manager->GetDataSourceCount();
   CountSkipped(manager, result);
+  return result;
+}
+
+// Replaces own's list with the document in file, read as a stream.
+DataSourceListFileResult StreamDocumentIn(DataSourceUnitMgr& own, const fs::path& file) {
+  if (DataSourceListFileResult checked = CheckDocumentFile(file); !checked) return checked;
+  const DataSourceListReader::Outcome outcome = own.LoadFile(file.string(), ToWide(file.parent_path()));
+  if (!outcome.parsed) return NotParsed(file, outcome.line, outcome.column, outcome.reason);
+  if (!outcome.located) return NoList(file);
+  DataSourceListFileResult result;
+  result.skippedUnits = outcome.elements - own.GetDataSourceCount();
+  CountSkipped(&own, result);
   return result;
 }
 
@@ -136,28 +165,18 @@ void EmptyList(IDataSourceUnitMgrCtrl* manager) {
 
 // ---- save steps ------------------------------------------------------------------
 
-// A document holding manager's list, data file names relative to file's
-// folder. An empty list still gets its description unit, so that the file
-// loads back as an empty list.
+// A document holding the list of a manager implemented elsewhere, data file
+// names relative to file's folder. An empty list still gets its description
+// unit, so that the file loads back as an empty list.
 DataSourceListFileResult BuildDocument(IDataSourceUnitMgrCtrl* manager, const fs::path& file,
                                        qz_com::ComPtr<IXMLDOMDocument>& doc) {
   HRESULT hr = DataSourceEncDecCommon::CreateDocument(doc.ReleaseAndGetAddressOf());
   if (FAILED(hr)) return Failed(hr, L"cannot create an XML document");
   const std::wstring basePath = ToWide(file);
-  if (auto* own = dynamic_cast<DataSourceUnitMgr*>(manager)) {
-    const DataSourceUnitMgr::SaveOutcome outcome = own->SaveXMLChecked(doc.Get(), basePath);
-    if (!outcome.written) return Failed(E_FAIL, L"the data source list could not be written");
-    if (outcome.unitFailed) {
-      return Failed(E_INVALIDARG, L"data source \"" + outcome.failedId +
-                                      L"\" holds a value the document cannot carry (see the log); " +
-                                      basePath + L" was left as it was");
-    }
-  } else {
-    qz_com::ComPtr<IDSPersistXML> persist;
-    hr = manager->QueryInterface(uuidof<IDSPersistXML>(), reinterpret_cast<void**>(persist.GetAddressOf()));
-    if (FAILED(hr)) return Failed(hr, L"the manager cannot save documents");
-    if (!persist->SaveXML(doc.Get(), basePath)) return Failed(E_FAIL, L"the data source list could not be written");
-  }
+  qz_com::ComPtr<IDSPersistXML> persist;
+  hr = manager->QueryInterface(uuidof<IDSPersistXML>(), reinterpret_cast<void**>(persist.GetAddressOf()));
+  if (FAILED(hr)) return Failed(hr, L"the manager cannot save documents");
+  if (!persist->SaveXML(doc.Get(), basePath)) return Failed(E_FAIL, L"the data source list could not be written");
   qz_com::ComPtr<IXMLDOMElement> root;
   if (FAILED(doc->get_documentElement(root.GetAddressOf())) || !root) {
     DataSourceUnitMgrEncoder head(doc.Get());
@@ -176,9 +195,15 @@ bool SyncPath(const fs::path& path, int flags) {
 }
 #endif
 
-// Writes doc to a new file beside file, flushes it and renames it over
-// file; on any failure the temporary file is removed and file is untouched.
-DataSourceListFileResult WriteDocumentAtomically(IXMLDOMDocument* doc, const fs::path& file) {
+// What writes the content into the temporary file: a failure it returns
+// with a message of its own is passed on as it is; one without a message is
+// reported as a failed write.
+using ContentWriter = std::function<DataSourceListFileResult(const fs::path& temp)>;
+
+// Writes a new file beside file through write, flushes it and renames it
+// over file; on any failure the temporary file is removed and file is
+// untouched.
+DataSourceListFileResult WriteAtomically(const fs::path& file, const ContentWriter& write) {
   const fs::path folder = file.parent_path();
   std::error_code ec;
   if (!fs::is_directory(folder, ec)) return Failed(kFileNotFound, ToWide(folder) + L": no such folder");
@@ -199,14 +224,23 @@ DataSourceListFileResult WriteDocumentAtomically(IXMLDOMDocument* doc, const fs:
     fs::remove(temp, ec);
     return Failed(kWriteFault, ToWide(file) + L": " + why + L"; the previous file was left as it was");
   };
-  if (FAILED(doc->save(utf8text::ToWide(pattern)))) return fail(L"writing failed (disk full or not writable)");
+  DataSourceListFileResult written = write(temp);
+  if (!written) {
+    if (!written.message.empty()) {
+      fs::remove(temp, ec);
+      return written;
+    }
+    return fail(L"writing failed (disk full or not writable)");
+  }
   if (!SyncPath(temp, O_RDONLY)) return fail(L"flushing failed: " + ErrnoText(errno));
   if (::rename(temp.c_str(), file.c_str()) != 0) return fail(L"renaming over it failed: " + ErrnoText(errno));
   static_cast<void>(SyncPath(folder, O_RDONLY | O_DIRECTORY));  // the rename itself; best effort
 #else
   const fs::path temp = fs::path(file).concat(".tmp");
-  if (FAILED(doc->save(temp.wstring()))) {
+  DataSourceListFileResult written = write(temp);
+  if (!written) {
     fs::remove(temp, ec);
+    if (!written.message.empty()) return written;
     return Failed(kWriteFault, file.wstring() + L": writing failed; the previous file was left as it was");
   }
   fs::rename(temp, file, ec);
@@ -218,6 +252,40 @@ DataSourceListFileResult WriteDocumentAtomically(IXMLDOMDocument* doc, const fs:
   return {};
 }
 
+// The failure of a save that a unit refused, naming it.
+DataSourceListFileResult UnitRefused(const std::wstring& failedId, const std::wstring& path) {
+  return Failed(E_INVALIDARG, L"data source \"" + failedId +
+                                  L"\" holds a value the document cannot carry (see the log); " + path +
+                                  L" was left as it was");
+}
+
+// Streams own's list into file without a DOM. An empty list still gets its
+// description unit, as the DOM save does.
+DataSourceListFileResult StreamDocument(DataSourceUnitMgr& own, const fs::path& file) {
+  const std::wstring basePath = ToWide(file);
+  return WriteAtomically(file, [&](const fs::path& temp) -> DataSourceListFileResult {
+#if !defined(_WIN32)
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen(temp.c_str(), "wb"), &std::fclose);
+#else
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(_wfopen(temp.c_str(), L"wb"), &std::fclose);
+#endif
+    if (!out) return Failed(kWriteFault, std::wstring());
+    // The writer buffers; the stream's own buffer would only copy again.
+    static_cast<void>(std::setvbuf(out.get(), nullptr, _IONBF, 0));
+    DataSourceListWriter writer(out.get());
+    writer.StartDocument();
+    const DataSourceUnitMgr::SaveOutcome outcome = own.SaveToWriter(writer, basePath);
+    if (!outcome.written) return Failed(E_FAIL, L"the data source list could not be written");
+    if (outcome.unitFailed) return UnitRefused(outcome.failedId, basePath);
+    if (!writer.HasRoot()) {
+      DataSourceUnitMgrEncoder head(writer);
+      if (!head.CreateDescriptionUnit()) return Failed(E_FAIL, L"the data source list could not be written");
+    }
+    if (!writer.Finish() || std::fclose(out.release()) != 0) return Failed(kWriteFault, std::wstring());
+    return {};
+  });
+}
+
 fs::path AbsolutePath(const std::wstring& path) {
   std::error_code ec;
   fs::path absolute = fs::absolute(ToPath(path), ec);
@@ -227,6 +295,22 @@ fs::path AbsolutePath(const std::wstring& path) {
 }  // namespace
 
 DataSourceListFileResult LoadDataSourceListFile(IDataSourceUnitMgrCtrl* manager, const std::wstring& path) {
+  if (!QZ_CHECK_CONDITION(manager != nullptr)) return Failed(E_POINTER, L"no manager to load into");
+  try {
+    const fs::path file = AbsolutePath(path);
+    auto* own = dynamic_cast<DataSourceUnitMgr*>(manager);
+    // Another implementation of the manager can only read a DOM.
+    if (own == nullptr) return LoadDataSourceListFileThroughDom(manager, path);
+    DataSourceListFileResult result = StreamDocumentIn(*own, file);
+    if (!result) EmptyList(manager);
+    return result;
+  } catch (const std::bad_alloc&) {
+    EmptyList(manager);
+    return Failed(E_OUTOFMEMORY, L"out of memory while loading " + path);
+  }
+}
+
+DataSourceListFileResult LoadDataSourceListFileThroughDom(IDataSourceUnitMgrCtrl* manager, const std::wstring& path) {
   if (!QZ_CHECK_CONDITION(manager != nullptr)) return Failed(E_POINTER, L"no manager to load into");
   try {
     const fs::path file = AbsolutePath(path);
@@ -245,9 +329,16 @@ DataSourceListFileResult SaveDataSourceListFile(IDataSourceUnitMgrCtrl* manager,
   if (!QZ_CHECK_CONDITION(manager != nullptr)) return Failed(E_POINTER, L"no manager to save");
   try {
     const fs::path file = AbsolutePath(path);
+    if (auto* own = dynamic_cast<DataSourceUnitMgr*>(manager)) return StreamDocument(*own, file);
+    // Another implementation of the manager can only write a DOM.
     qz_com::ComPtr<IXMLDOMDocument> doc;
     DataSourceListFileResult result = BuildDocument(manager, file, doc);
-    if (result) result = WriteDocumentAtomically(doc.Get(), file);
+    if (result) {
+      result = WriteAtomically(file, [&](const fs::path& temp) {
+        return SUCCEEDED(doc->save(utf8text::ToWide(temp.string()))) ? DataSourceListFileResult{}
+                                                                     : Failed(kWriteFault, std::wstring());
+      });
+    }
     return result;
   } catch (const std::bad_alloc&) {
     return Failed(E_OUTOFMEMORY, L"out of memory while saving " + path);

@@ -18,6 +18,8 @@
 #include "qz_dsc/IDataSourceUnitExternal.h"
 #include "qz_dsc/IExternalDataSourceImporter.h"
 #include "qz_dsc/StreamModifierRawBuffer.h"
+#include "Utf8Text.h"
+#include "units/DataSourceListFileDom.h"
 #include "units/ManagerTesting.h"
 
 namespace qz_dsc {
@@ -163,6 +165,163 @@ TEST_F(DataSourceListFileTest, AnEmptyListSavesAsALoadableDocument) {
   EXPECT_TRUE(result && result.LoadedWhole()) << Narrow(result.message);
   EXPECT_EQ(FileCount(), 1u);
   EXPECT_FALSE(SaveDataSourceListFile(manager.Get(), Path("no/such/folder/list.xml")));
+}
+
+// A list using every stream type, both kinds of settings, and texts that
+// need the writer's escapes (markup characters, TAB, LF and CR in
+// attributes, CR in text, non-ASCII, a character outside the BMP, an empty
+// value).
+std::wstring RichDocument(const std::wstring& folder) {
+  const std::wstring common = L" StreamClassID='2' limitCount='5' freezeDelay='1 1500' dataVideoOffset64='-20000000'";
+  return ListDocument(
+      L"<DataSource name='Car &amp; &lt;co&gt; &quot;x&quot; caf\u00e9'>"
+      L"<DataSourceStream xsi:type='DataSourceFloatStreamType' name='v' StreamClassID='2' limitCount='0' "
+      L"freezeDelay='0 0' dataVideoOffset64='0' defaultValue='0.5' firstSampleTime='-7' flowType='1' lowRange='-1e-300' "
+      L"highRange='1e300' valueUnit='m/s&#9;tab&#10;lf&#13;cr'>"
+      L"<Value TimeStamp='0 1'>0.1</Value><Value TimeStamp='-3 3000'>-0</Value><Value TimeStamp='9 9999'>12345.678</Value>"
+      L"</DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceIntStreamType' name='i'" + common +
+      L" defaultValue='-3' flowType='2' valueUnit=''><Value TimeStamp='0 5'>-2147483648</Value></DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceStringStreamType' name='s \U0001D11E'" + common +
+      L" defaultValue='a&lt;b' flowType='1' valueUnit='u'><Value TimeStamp='0 1'>x &lt; y &amp; z &gt; \"q\" 'a'</Value>"
+      L"<Value TimeStamp='0 2'></Value><Value TimeStamp='0 3'>line&#13;\nnext\u00e9\U0001F600</Value></DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceVector2StreamType' name='p'" + common +
+      L" defaultValue='0 0' flowType='1' valueUnit=''><Value TimeStamp='0 4'>1.5 -2.25</Value></DataSourceStream>"
+      L"<DataSourceStream xsi:type='DataSourceVector6StreamType' name='q'" + common +
+      L" defaultValue='0 0 0 0 0 0' flowType='1' valueUnit=''><Value TimeStamp='0 4'>1 2 3 4 5 6</Value>"
+      L"</DataSourceStream></DataSource>"
+      L"<DataSource name='Empty'/>"
+      L"<DataSource name='Json' isExternal='yes' dataFilename='" + folder + L"/sub/run.csv' converterName='NONE' "
+      L"PersistencyDataJSON='{\"a\":\"&lt;\u00e9&gt;\"}'>"
+      L"<DataSourceStream xsi:type='DataSourceIntStreamType' name='BPM'" + common +
+      L" defaultValue='0' flowType='1' valueUnit='1/min'/></DataSource>"
+      L"<DataSource name='Xml' isExternal='yes' dataFilename='/elsewhere/run.csv' converterName='NONE'>"
+      L"<PersistencyData><s:cfg xmlns:s='urn:x' note='caf\u00e9 &amp; &quot;q&quot;'><s:c n='1'>x&lt;y\u00e9</s:c>"
+      L"<!-- kept --><plain/></s:cfg></PersistencyData></DataSource>");
+}
+
+std::string Utf8(const std::wstring& text) { return utf8text::ToUtf8(text); }
+
+TEST_F(DataSourceListFileTest, TheFileSaveWritesTheBytesOfTheDomSave) {
+  auto manager = NewManager();
+  ASSERT_TRUE(LoadText(manager.Get(), RichDocument(m_dir.wstring())));
+  ASSERT_EQ(manager->GetDataSourceCount(), 4);
+  const auto saved = SaveDataSourceListFile(manager.Get(), Path("streamed.xml"));
+  ASSERT_TRUE(saved) << Narrow(saved.message);
+
+  ComPtr<IXMLDOMDocument> doc;
+  ASSERT_EQ(DataSourceEncDecCommon::CreateDocument(doc.GetAddressOf()), S_OK);
+  ASSERT_TRUE(As<IDSPersistXML>(manager.Get())->SaveXML(doc.Get(), Path("streamed.xml")));
+  ASSERT_EQ(doc->save(Path("dom.xml")), S_OK);
+  const std::string streamed = Read("streamed.xml");
+  EXPECT_EQ(streamed, Read("dom.xml"));
+  // The escapes really were exercised, and non-ASCII text stays UTF-8.
+  for (const char* text : {"valueUnit=\"m/s&#9;tab&#10;lf&#13;cr\"", "line&#13;\n", "x &lt; y &amp; z &gt; \"q\"",
+                           "dataFilename=\"./sub/run.csv\"", "<Value TimeStamp=\"0 2\"/>", "<s:cfg xmlns:s=\"urn:x\""}) {
+    EXPECT_NE(streamed.find(text), std::string::npos) << text;
+  }
+  EXPECT_NE(streamed.find(Utf8(L"caf\u00e9")), std::string::npos);
+  EXPECT_NE(streamed.find(Utf8(L"\U0001F600")), std::string::npos);
+
+  auto empty = NewManager();
+  ASSERT_TRUE(SaveDataSourceListFile(empty.Get(), Path("empty.xml")));
+  EXPECT_EQ(Read("empty.xml"),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<mpeg7:Mpeg7 xmlns:mpeg7=\"urn:mpeg:mpeg7:schema:2001\">"
+            "<mpeg7:DescriptionUnit xmlns:xsi=\"urn:mpeg:mpeg7:schema:2001\" xsi:type=\"DataSourceListType\" "
+            "versionNbr=\"1 0\"/></mpeg7:Mpeg7>\n");
+}
+
+// Documents as other tools write them, documents with parts that do not
+// load, and documents that do not parse: the streaming load must give what
+// the DOM load gives.
+std::vector<std::string> DocumentsOfEveryKind(const std::wstring& folder) {
+  const std::string stream =
+      "StreamClassID='2' limitCount='0' freezeDelay='0 0' dataVideoOffset64='0' defaultValue='0' flowType='1' "
+      "valueUnit='u'";
+  const std::string head =
+      "<mpeg7:Mpeg7 xmlns:mpeg7='urn:mpeg:mpeg7:schema:2001'><mpeg7:DescriptionUnit "
+      "xmlns:xsi='urn:mpeg:mpeg7:schema:2001' xsi:type='DataSourceListType'>";
+  const std::string tail = "</mpeg7:DescriptionUnit></mpeg7:Mpeg7>";
+  const std::string floats = "<DataSourceStream xsi:type='DataSourceFloatStreamType' name='f' " + stream + ">";
+  return {
+      Utf8(RichDocument(folder)),
+      // Other prefixes, a default namespace (its "Value" elements are in it,
+      // so they are no samples), comments, processing instructions,
+      // indentation, attributes in another order.
+      "<?xml version='1.0'?>\n<!-- list -->\n<m:Mpeg7 xmlns:m='urn:mpeg:mpeg7:schema:2001'>\n  <?pi x?>\n"
+      "  <m:DescriptionUnit versionNbr='7' xsi:type='DataSourceListType' xmlns:xsi='urn:mpeg:mpeg7:schema:2001'>\n"
+      "    <!-- a --><DataSource name='A'>\n      <DataSourceStream valueUnit='u' flowType='2' name='f' "
+      "xsi:type='DataSourceFloatStreamType' StreamClassID='2' freezeDelay='0 0' limitCount='3' dataVideoOffset64='5' "
+      "defaultValue='1'>\n        <Value TimeStamp='0 1'>1.5</Value>\n        <Value\n TimeStamp = '0 2' >2.5</Value>\n"
+      "      </DataSourceStream>\n    </DataSource>\n  </m:DescriptionUnit>\n</m:Mpeg7>\n",
+      "<Mpeg7 xmlns='urn:mpeg:mpeg7:schema:2001' xmlns:xsi='urn:mpeg:mpeg7:schema:2001'><DescriptionUnit "
+      "xsi:type='DataSourceListType'><DataSource name='D'>" + floats +
+          "<Value TimeStamp='0 1'>1</Value></DataSourceStream></DataSource></DescriptionUnit></Mpeg7>",
+      // Samples that do not all load: CDATA, comments and elements before
+      // the text, empty and blank texts, bad and missing times, bad values,
+      // a "Value" with a prefix, nested and stray elements.
+      head + "<DataSource name='S'>" + floats +
+          "<Value TimeStamp='0 1'><![CDATA[7]]></Value><Value TimeStamp='0 2'><!--c-->8<b>9</b>10</Value>"
+          "<Value TimeStamp='0 3'><b>1</b>11</Value><Value TimeStamp='0 3'>  <!--c-->17</Value><Value TimeStamp='0 4'/><Value TimeStamp='0 5'>  </Value>"
+          "<Value TimeStamp='x'>12</Value><Value>13</Value><Value TimeStamp='0 6'>abc</Value>"
+          "<Value TimeStamp=' 0  7 '> 14 </Value><mpeg7:Value TimeStamp='0 8'>15</mpeg7:Value>"
+          "<Other><Value TimeStamp='0 9'>16</Value></Other>text<Value TimeStamp='1 1000'>1e3</Value>"
+          "</DataSourceStream></DataSource>" + tail,
+      // Units and streams that are skipped, settings of both kinds, a
+      // missing importer, a stream repeated by name.
+      head + "<!-- not a unit --><DataSource/><Unknown name='u' isExternal='yes'/><DataSource name='B' isExternal='Yes'>" +
+          "<PersistencyData><x/></PersistencyData><p:PersistencyData xmlns:p='urn:p'/>" + floats + "</DataSourceStream>" +
+          floats + "<Value TimeStamp='0 1'>2</Value></DataSourceStream>"
+          "<DataSourceStream xsi:type='DataSourceMatrix3StreamType' name='m' " + stream + "/>"
+          "<DataSourceStream name='n' " + stream + "/></DataSource>"
+          "<DataSource name='E' isExternal='yes' dataFilename='e.csv' converterName='NONE'><PersistencyData>\n  "
+          "<cfg a='\xC3\xA9'>\n    <c/>\n  </cfg>\n  <!--k-->\n</PersistencyData><PersistencyData><second/></PersistencyData>" +
+          "<DataSourceStream xsi:type='DataSourceIntStreamType' name='i' " + stream + "/><Junk/></DataSource>"
+          "<DataSource name='J' isExternal='yes' dataFilename='j.csv' PersistencyDataJSON='{}'/>" + tail,
+      // Where the list is and is not.
+      "<r xmlns:m='urn:mpeg:mpeg7:schema:2001' xmlns:xsi='urn:mpeg:mpeg7:schema:2001'><m:DescriptionUnit "
+      "xsi:type='Other'><DataSource name='no'/></m:DescriptionUnit><m:DescriptionUnit xsi:type='DataSourceListType'>"
+      "<DataSource name='yes'/></m:DescriptionUnit><m:DescriptionUnit xsi:type='DataSourceListType'>"
+      "<DataSource name='later'/></m:DescriptionUnit></r>",
+      "<r xmlns:m='urn:mpeg:mpeg7:schema:2001'><m:DescriptionUnit m:type='DataSourceListType'/></r>",
+      "<r xmlns:m='urn:mpeg:mpeg7:schema:2001' xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'>"
+      "<m:DescriptionUnit xsi:type='DataSourceListType'/></r>",
+      "<r><x xmlns:m='urn:mpeg:mpeg7:schema:2001' xmlns:xsi='urn:mpeg:mpeg7:schema:2001'><m:DescriptionUnit "
+      "xsi:type='DataSourceListType'><DataSource name='deep'/></m:DescriptionUnit></x></r>",
+      head + tail,
+      // Documents that do not parse, early or after the list.
+      head + "<DataSource name='A'>" + floats + "</DataSource>" + tail,
+      head + "<DataSource name='A'/>" + tail + "<extra/>",
+      head + "<DataSource name='A'/>",
+      head + "<DataSource name='A'><u:x/></DataSource>" + tail,
+      "",
+      "\xFF\xFE<",
+  };
+}
+
+// The whole state a load leaves: the result and the list as the DOM saves it.
+std::string LoadedState(const DataSourceListFileResult& result, IDataSourceUnitMgrCtrl* manager) {
+  return std::to_string(result.status) + "|" + Utf8(result.message) + "|" + std::to_string(result.skippedUnits) + "|" +
+         std::to_string(result.skippedStreams) + "|" + std::to_string(result.failedImports) + "|" +
+         std::to_string(manager->GetDataSourceCount()) + "|" + Utf8(SaveText(manager));
+}
+
+TEST_F(DataSourceListFileTest, TheStreamingLoadGivesWhatTheDomLoadGives) {
+  const auto documents = DocumentsOfEveryKind(m_dir.wstring());
+  int loaded = 0;
+  for (std::size_t i = 0; i < documents.size(); ++i) {
+    const std::string name = "doc" + std::to_string(i) + ".xml";
+    Write(name, documents[i]);
+    auto streamed = NewManager();
+    auto dom = NewManager();
+    const DataSourceListFileResult a = LoadDataSourceListFile(streamed.Get(), Path(name));
+    const DataSourceListFileResult b = LoadDataSourceListFileThroughDom(dom.Get(), Path(name));
+    EXPECT_EQ(LoadedState(a, streamed.Get()), LoadedState(b, dom.Get())) << "document " << i;
+    EXPECT_EQ(Samples<double>(streamed.Get(), L"S", L"f"), Samples<double>(dom.Get(), L"S", L"f"));
+    loaded += a ? 1 : 0;
+  }
+  // Both outcomes were exercised.
+  EXPECT_EQ(loaded, 8);
 }
 
 // A manager with one stream of n string samples.

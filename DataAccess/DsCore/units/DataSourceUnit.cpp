@@ -80,21 +80,41 @@ DataSourceUnit::StreamPtr DataSourceUnit::LoadStream(const DataSourceStreamDecod
   return stream;
 }
 
-bool DataSourceUnit::LoadFromDecoder(const DataSourceUnitDecoder& decoder) {
-  Lock lock(m_lock);
+bool DataSourceUnit::BeginLoadLocked(const DataSourceUnitDecoder& decoder) {
   m_streamMap.clear();
   ForgetIdLocked();
   m_skippedStreams.store(0);
+  m_streamedTally = StreamElementTally();
   std::wstring id;
   if (!decoder.GetId(id)) return false;
   m_id = std::move(id);
-  LoadStreamElements(decoder, [this](const DataSourceStreamDecoder& element) {
-    StreamPtr stream = LoadStream(element);
-    if (!stream) return false;
-    const auto& name = dynamic_cast<const qz_ds::DataSourceStreamBase&>(*stream).GetName();
-    return m_streamMap.emplace(name, std::move(stream)).second;  // a repeated name is not loaded twice
-  });
   return true;
+}
+
+bool DataSourceUnit::LoadAndKeep(const DataSourceStreamDecoder& element) {
+  StreamPtr stream = LoadStream(element);
+  if (!stream) return false;
+  const auto& name = dynamic_cast<const qz_ds::DataSourceStreamBase&>(*stream).GetName();
+  return m_streamMap.emplace(name, std::move(stream)).second;  // a repeated name is not loaded twice
+}
+
+bool DataSourceUnit::LoadFromDecoder(const DataSourceUnitDecoder& decoder) {
+  Lock lock(m_lock);
+  if (!BeginLoadLocked(decoder)) return false;
+  LoadStreamElements(decoder, [this](const DataSourceStreamDecoder& element) { return LoadAndKeep(element); });
+  return true;
+}
+
+bool DataSourceUnit::BeginStreamedLoad(const DataSourceUnitDecoder& head) {
+  Lock lock(m_lock);
+  return BeginLoadLocked(head);
+}
+
+void DataSourceUnit::LoadStreamedElement(const DataSourceStreamDecoder& element) {
+  Lock lock(m_lock);
+  LoadStreamElement(element, m_streamedTally,
+                    [this](const DataSourceStreamDecoder& candidate) { return LoadAndKeep(candidate); });
+  m_skippedStreams.store(m_streamedTally.skipped);
 }
 
 bool DataSourceUnit::LoadFromDecoderEx(const DataSourceUnitDecoder& decoder, std::int64_t option) {

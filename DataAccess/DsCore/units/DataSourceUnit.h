@@ -50,6 +50,12 @@ class DataSourceUnit final : public DataSourceUnitBase<DataSourceUnit> {
   // The stream of that name, or an empty pointer.
   StreamPtr GetStream(const std::wstring& name);
 
+  // LoadFromDecoder with the stream elements handed in one at a time (the
+  // streaming file load): head supplies the id (its children are not
+  // read), then each stream element of the data source in document order.
+  [[nodiscard]] bool BeginStreamedLoad(const DataSourceUnitDecoder& head);
+  void LoadStreamedElement(const DataSourceStreamDecoder& element);
+
  private:
   friend class DataSourceUnitBase<DataSourceUnit>;
 
@@ -65,8 +71,13 @@ class DataSourceUnit final : public DataSourceUnitBase<DataSourceUnit> {
   // A new internal stream read from one stream element; empty when the
   // element does not load.
   static StreamPtr LoadStream(const DataSourceStreamDecoder& decoder);
+  // REQUIRES: m_lock held. Empties the unit and reads the id; false without one.
+  bool BeginLoadLocked(const DataSourceUnitDecoder& decoder);
+  // REQUIRES: m_lock held. Loads element and keeps it unless its name is taken.
+  bool LoadAndKeep(const DataSourceStreamDecoder& element);
 
   std::map<std::wstring, StreamPtr> m_streamMap;
+  StreamElementTally m_streamedTally;
 };
 
 // A new empty unit with that id and one reference in *out. E_POINTER for a

@@ -270,6 +270,12 @@ class DataSourceUnitBase : public IDataSourceUnitCtrl, public IQZPropertySet, pu
     return stream;
   }
 
+  // Where a load of stream elements stands: candidates seen and skipped.
+  struct StreamElementTally {
+    std::int32_t position = 0;
+    std::int32_t skipped = 0;
+  };
+
   // Runs load on every "DataSourceStream" candidate of decoder: its element
   // children other than the external settings element (text and comments
   // between them are no streams). load answers whether the element was
@@ -277,21 +283,27 @@ class DataSourceUnitBase : public IDataSourceUnitCtrl, public IQZPropertySet, pu
   // REQUIRES: m_lock held.
   template <class Load>
   void LoadStreamElements(const DataSourceUnitDecoder& decoder, Load&& load) {
-    std::int32_t skipped = 0;
-    std::int32_t position = 0;
+    StreamElementTally tally;
     for (const DataSourceStreamDecoder& element : decoder.GetDataSourceStreamDecoders()) {
-      if (element.GetNode().GetElement() == nullptr || element.GetNode().CheckTagName(kPersistencyElement)) continue;
-      ++position;
-      if (load(element)) continue;
-      ++skipped;
-      std::wstring name;
-      if (element.GetName(name)) {
-        QZ_REPORT(1, L"Data source %s: stream %s did not load and was skipped.", m_id.c_str(), name.c_str());
-      } else {
-        QZ_REPORT(1, L"Data source %s: stream element %d did not load and was skipped.", m_id.c_str(), position);
-      }
+      LoadStreamElement(element, tally, load);
     }
-    m_skippedStreams.store(skipped);
+    m_skippedStreams.store(tally.skipped);
+  }
+
+  // One step of LoadStreamElements, for loads that get the elements one at
+  // a time. REQUIRES: m_lock held.
+  template <class Load>
+  void LoadStreamElement(const DataSourceStreamDecoder& element, StreamElementTally& tally, Load&& load) {
+    if (!element.IsElement() || element.HasTagName(kPersistencyElement)) return;
+    ++tally.position;
+    if (load(element)) return;
+    ++tally.skipped;
+    std::wstring name;
+    if (element.GetName(name)) {
+      QZ_REPORT(1, L"Data source %s: stream %s did not load and was skipped.", m_id.c_str(), name.c_str());
+    } else {
+      QZ_REPORT(1, L"Data source %s: stream element %d did not load and was skipped.", m_id.c_str(), tally.position);
+    }
   }
 
   // Empties the id and the description's id (the next GetDataSourceInfo

@@ -251,19 +251,70 @@ bool DataSourceUnitMgr::LoadXML(IXMLDOMNode* node, const std::wstring& basePath)
   return true;
 }
 
+DataSourceListReader::Outcome DataSourceUnitMgr::LoadFile(const std::string& file, const std::wstring& baseFolder) {
+  std::vector<UnitPtr> previous;  // released after the lock is let go
+  Lock lock(m_lock);
+  previous.swap(m_units);
+  // Units made as LoadXML makes them: internal ones stream by stream, the
+  // others from their whole element.
+  class Sink final : public DataSourceListReader::Sink {
+   public:
+    explicit Sink(DataSourceUnitMgr& manager) : m_manager(manager) {}
+    void BeginDataSource(const DataSourceUnitDecoder& head) override {
+      m_current.Attach(new (std::nothrow) DataSourceUnit(std::wstring()));
+      if (m_current && !m_current->BeginStreamedLoad(head)) m_current.Reset();
+    }
+    void DataSourceChild(const DataSourceStreamDecoder& child) override {
+      if (m_current) m_current->LoadStreamedElement(child);
+    }
+    void EndDataSource() override {
+      if (!m_current) return;
+      UnitPtr unit(m_current.Get());
+      m_current.Reset();
+      static_cast<void>(unit->GetDataSourceInfo());  // a loaded unit answers "" until it is described
+      m_manager.m_units.push_back(std::move(unit));
+    }
+    void WholeElement(const DataSourceUnitDecoder& element) override {
+      if (UnitPtr unit = m_manager.CreateUnitFromDecoder(element)) m_manager.m_units.push_back(std::move(unit));
+    }
+
+   private:
+    DataSourceUnitMgr& m_manager;
+    qz_com::ComPtr<DataSourceUnit> m_current;
+  };
+  Sink sink(*this);
+  DataSourceListReader reader(baseFolder);
+  DataSourceListReader::Outcome outcome = reader.Read(file, sink);
+  if (!outcome.parsed || !outcome.located) m_units.clear();
+  return outcome;
+}
+
 DataSourceUnitMgr::SaveOutcome DataSourceUnitMgr::SaveXMLChecked(IXMLDOMNode* node, const std::wstring& basePath) {
   SaveOutcome outcome;
   if (node == nullptr) return outcome;
+  DataSourceUnitMgrEncoder encoder(node);
+  return SaveUnits(encoder, basePath);
+}
+
+DataSourceUnitMgr::SaveOutcome DataSourceUnitMgr::SaveToWriter(DataSourceListWriter& writer,
+                                                               const std::wstring& basePath) {
+  DataSourceUnitMgrEncoder encoder(writer);
+  return SaveUnits(encoder, basePath);
+}
+
+DataSourceUnitMgr::SaveOutcome DataSourceUnitMgr::SaveUnits(DataSourceUnitMgrEncoder& encoder,
+                                                            const std::wstring& basePath) {
+  SaveOutcome outcome;
   Lock lock(m_lock);
   outcome.written = true;
   if (m_units.empty()) return outcome;
-  DataSourceUnitMgrEncoder encoder(node);
   if (!encoder.CreateDescriptionUnit()) {
     outcome.written = false;
     return outcome;
   }
   for (const UnitPtr& unit : m_units) {
     DataSourceUnitEncoder unitEncoder(encoder.GetDescriptionUnit());
+    unitEncoder.SetWriter(encoder.GetWriter(), encoder.GetWriterDepth());
     unitEncoder.SetBasePath(basePath);
     if (!unit->SaveToEncoder(unitEncoder) && !outcome.unitFailed) {
       outcome.unitFailed = true;

@@ -28,10 +28,13 @@
 #include "qz_dsc/IDataSourceUnitCtrl.h"
 #include "qz_dsc/IDataSourceUnitMgrCtrl.h"
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
+#include "xml/DataSourceListReader.h"
 
 namespace qz_dsc {
 
 class DataSourceUnitDecoder;
+class DataSourceListWriter;
+class DataSourceUnitMgrEncoder;
 
 class DataSourceUnitMgr final : public IDataSourceUnitMgrPrivate,
                                 public IDataSourceUnitMgrCtrl,
@@ -99,11 +102,21 @@ class DataSourceUnitMgr final : public IDataSourceUnitMgrPrivate,
   // SaveXML that also looks at what every unit answers. The document file
   // save uses it so that a save that lost a unit never replaces a good file.
   [[nodiscard]] SaveOutcome SaveXMLChecked(IXMLDOMNode* node, const std::wstring& basePath);
+  // The same, written through a streaming writer (an empty list writes
+  // nothing).
+  [[nodiscard]] SaveOutcome SaveToWriter(DataSourceListWriter& writer, const std::wstring& basePath);
+  // LoadXML from a document file read as a stream, without a DOM: the same
+  // units, streams and skipped counts. The list is empty unless the
+  // document parsed and held a data source list.
+  [[nodiscard]] DataSourceListReader::Outcome LoadFile(const std::string& file, const std::wstring& baseFolder);
 
  private:
   using UnitPtr = qz_com::ComPtr<IDataSourceUnitCtrl>;
 
   ~DataSourceUnitMgr() = default;
+
+  // Both saves: the description unit and every unit through encoder.
+  SaveOutcome SaveUnits(DataSourceUnitMgrEncoder& encoder, const std::wstring& basePath);
 
   // REQUIRES: m_lock held. The first unit whose id equals id; end() for an
   // empty id or none.

@@ -1,6 +1,10 @@
 #include "qz_dsc/DataSourceEncDecCommon.h"
 
 #include "qz_dsc/DataSourceVocabulary.h"
+#include "Utf8Text.h"
+#include "xml/ElementRecord.h"
+#include "xml/NamespacePrefixes.h"
+#include "xml/NumberText.h"
 #include "xml/ShellPath.h"
 
 namespace qz_dsc {
@@ -19,24 +23,6 @@ constexpr PrefixRow kPrefixTable[] = {
     {L"xsi", L"urn:mpeg:mpeg7:schema:2001"},
 };
 
-// The namespace URI for a qualified name: empty for an unprefixed name;
-// false for a prefix outside the table.
-bool LookupNamespace(const std::wstring& name, std::wstring& uri) {
-  const auto colon = name.find(L':');
-  if (colon == std::wstring::npos) {
-    uri.clear();
-    return true;
-  }
-  const std::wstring prefix = name.substr(0, colon);
-  for (const PrefixRow& row : kPrefixTable) {
-    if (prefix == row.prefix) {
-      uri = row.uri;
-      return true;
-    }
-  }
-  return false;
-}
-
 // The node itself when it is a document, else its owner document.
 HRESULT DocumentOf(IXMLDOMNode* node, ComPtr<IXMLDOMDocument>& doc) {
   DOMNodeType type = NODE_INVALID;
@@ -51,6 +37,22 @@ HRESULT DocumentOf(IXMLDOMNode* node, ComPtr<IXMLDOMDocument>& doc) {
 }
 
 }  // namespace
+
+bool LookupNamespace(std::wstring_view name, std::wstring& uri) {
+  const auto colon = name.find(L':');
+  if (colon == std::wstring_view::npos) {
+    uri.clear();
+    return true;
+  }
+  const std::wstring_view prefix = name.substr(0, colon);
+  for (const PrefixRow& row : kPrefixTable) {
+    if (prefix == row.prefix) {
+      uri = row.uri;
+      return true;
+    }
+  }
+  return false;
+}
 
 DataSourceEncDecCommon::DataSourceEncDecCommon(IXMLDOMNode* node, const std::wstring& baseFolder)
     : m_basePath(baseFolder), m_node(node) {}
@@ -134,6 +136,31 @@ HRESULT DataSourceEncDecCommon::SetQueryNamespace(IXMLDOMNode* node) {
 }
 
 bool DataSourceEncDecCommon::CheckRootNode(IXMLDOMElement* /*root*/, IXMLDOMElement** /*out*/) { return false; }
+
+bool DataSourceEncDecCommon::HasTagName(const wchar_t* name) const {
+  if (!m_record) return m_node.CheckTagName(name);
+  return name != nullptr && m_record->tag == utf8text::ToUtf8(name);
+}
+
+bool DataSourceEncDecCommon::ReadAttribute(const wchar_t* name, std::wstring& out) const {
+  if (!m_record) return m_node.GetStringAttribute(name, out);
+  const std::string* value = name != nullptr ? m_record->Find(utf8text::ToUtf8(name)) : nullptr;
+  if (value == nullptr) return false;
+  utf8text::AssignWide(*value, out);
+  return true;
+}
+
+bool DataSourceEncDecCommon::ReadAttribute(const wchar_t* name, std::int32_t& out) const {
+  if (!m_record) return m_node.GetIntAttribute(name, out);
+  const std::string* value = name != nullptr ? m_record->Find(utf8text::ToUtf8(name)) : nullptr;
+  return value != nullptr && NumberText::Parse(std::string_view(*value), out);
+}
+
+bool DataSourceEncDecCommon::ReadAttribute(const wchar_t* name, std::int64_t& out) const {
+  if (!m_record) return m_node.GetInt64Attribute(name, out);
+  const std::string* value = name != nullptr ? m_record->Find(utf8text::ToUtf8(name)) : nullptr;
+  return value != nullptr && NumberText::Parse(std::string_view(*value), out);
+}
 
 void DataSourceEncDecCommon::SetBasePath(const std::wstring& path) {
   m_basePath = path;

@@ -5,8 +5,10 @@
 
 #include "qz_dom/DomFast.h"
 
+#include "Utf8Text.h"
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/StreamTypes.h"
+#include "xml/ElementRecord.h"
 #include "xml/NumberText.h"
 #include "xml/TagUtf8.h"
 #include "xml/TimePairText.h"
@@ -14,8 +16,8 @@
 namespace qz_dsc {
 
 bool DataSourceStreamDecoder::GetName(std::wstring& name) const {
-  return m_node.CheckTagName(DSUM_TAG_TABLE[DSUM_TAG_STREAM]) &&
-         m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_NAME], name);
+  return HasTagName(DSUM_TAG_TABLE[DSUM_TAG_STREAM]) &&
+         ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_NAME], name);
 }
 
 bool DataSourceStreamDecoder::IsOfType(qz_ds::StreamBasicType type) const {
@@ -25,19 +27,19 @@ bool DataSourceStreamDecoder::IsOfType(qz_ds::StreamBasicType type) const {
 }
 
 bool DataSourceStreamDecoder::GetType(std::wstring& typeName) const {
-  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_TYPE], typeName);
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_TYPE], typeName);
 }
 
 bool DataSourceStreamDecoder::GetStreamClassId(std::int32_t& id) const {
-  return m_node.GetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_CLASS_ID], id);
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_STREAM_CLASS_ID], id);
 }
 
 bool DataSourceStreamDecoder::GetFreeze(std::int32_t& limitCount, std::int64_t& freezeDelay) const {
   std::int32_t count = 0;
   std::wstring delayText;
   std::int64_t delay = 0;
-  if (!m_node.GetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_LIMIT_COUNT], count) ||
-      !m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_FREEZE_DELAY], delayText) ||
+  if (!ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_LIMIT_COUNT], count) ||
+      !ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_FREEZE_DELAY], delayText) ||
       !TimePairText::Parse(delayText, delay)) {
     return false;
   }
@@ -47,31 +49,31 @@ bool DataSourceStreamDecoder::GetFreeze(std::int32_t& limitCount, std::int64_t& 
 }
 
 bool DataSourceStreamDecoder::GetDataVideoOffset(std::int64_t& offset) const {
-  return m_node.GetInt64Attribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_VIDEO_OFFSET], offset);
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_VIDEO_OFFSET], offset);
 }
 
 bool DataSourceStreamDecoder::GetDefaultValue(std::wstring& text) const {
-  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_DEFAULT_VALUE], text);
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_DEFAULT_VALUE], text);
 }
 
 bool DataSourceStreamDecoder::GetFirstSampleTime(std::int64_t& time) const {
-  return m_node.GetInt64Attribute(DSUM_TAG_TABLE[DSUM_TAG_FIRST_SAMPLE_TIME], time);
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_FIRST_SAMPLE_TIME], time);
 }
 
 bool DataSourceStreamDecoder::GetFlowType(std::int32_t& flowType) const {
   std::int32_t value = 0;
-  if (!m_node.GetIntAttribute(DSUM_TAG_TABLE[DSUM_TAG_FLOW_TYPE], value) || value < 1 || value > 2) return false;
+  if (!ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_FLOW_TYPE], value) || value < 1 || value > 2) return false;
   flowType = value;
   return true;
 }
 
 bool DataSourceStreamDecoder::GetRange(std::wstring& low, std::wstring& high) const {
-  if (!m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_LOW_RANGE], low)) return false;
-  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_HIGH_RANGE], high);
+  if (!ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_LOW_RANGE], low)) return false;
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_HIGH_RANGE], high);
 }
 
 bool DataSourceStreamDecoder::GetValueUnit(std::wstring& text) const {
-  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_VALUE_UNIT], text);
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_VALUE_UNIT], text);
 }
 
 struct DataSourceStreamDecoder::SampleIndex {
@@ -95,11 +97,25 @@ const DataSourceStreamDecoder::SampleIndex& DataSourceStreamDecoder::Samples() c
 }
 
 bool DataSourceStreamDecoder::GetSampleCount(std::int32_t& count) const {
-  count = static_cast<std::int32_t>(Samples().values.size());
+  count = static_cast<std::int32_t>(m_record ? m_record->SampleCount() : Samples().values.size());
+  return true;
+}
+
+bool DataSourceStreamDecoder::GetSampleUtf8(std::int32_t index, std::string_view& text, std::int64_t& time) const {
+  const auto i = static_cast<std::size_t>(index);
+  if (!m_record || index < 0 || i >= m_record->SampleCount() || !m_record->timed[i]) return false;
+  text = m_record->SampleText(i);
+  time = m_record->times[i];
   return true;
 }
 
 bool DataSourceStreamDecoder::GetSample(std::int32_t index, std::wstring& text, std::int64_t& time) const {
+  if (m_record) {
+    std::string_view utf8;
+    if (!GetSampleUtf8(index, utf8, time)) return false;
+    utf8text::AssignWide(utf8, text);
+    return true;
+  }
   const auto& values = Samples().values;
   if (index < 0 || static_cast<std::size_t>(index) >= values.size()) return false;
   // The element reference stays valid: the index holds its element.

@@ -1,7 +1,9 @@
 #include "qz_dsc/DataSourceUnitDecoder.h"
 
+#include "Utf8Text.h"
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
+#include "xml/ElementRecord.h"
 #include "xml/ExternalSourceNames.h"
 #include "xml/ShellPath.h"
 
@@ -29,13 +31,13 @@ bool ContentXml(IXMLDOMNode* node, std::wstring& out) {
 DataSourceUnitDecoder::~DataSourceUnitDecoder() = default;
 
 bool DataSourceUnitDecoder::GetId(std::wstring& id) const {
-  return m_node.CheckTagName(DSUM_TAG_TABLE[DSUM_TAG_DATA_SOURCE]) &&
-         m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_SOURCE_NAME], id);
+  return HasTagName(DSUM_TAG_TABLE[DSUM_TAG_DATA_SOURCE]) &&
+         ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_SOURCE_NAME], id);
 }
 
 bool DataSourceUnitDecoder::IsDataSourceExternal() const {
   std::wstring value;
-  return m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_IS_EXTERNAL], value) && value == kExternalYes;
+  return ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_IS_EXTERNAL], value) && value == kExternalYes;
 }
 
 bool DataSourceUnitDecoder::GetExternalDataSourceAttributes(std::wstring& dataFilename, std::wstring& converterName,
@@ -43,8 +45,8 @@ bool DataSourceUnitDecoder::GetExternalDataSourceAttributes(std::wstring& dataFi
                                                             bool& persistencyIsJSON) const {
   std::wstring fileName;
   std::wstring converter;
-  if (!IsDataSourceExternal() || !m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_FILENAME], fileName) ||
-      !m_node.GetStringAttribute(DSUM_TAG_TABLE[DSUM_TAG_CONVERTER_NAME], converter)) {
+  if (!IsDataSourceExternal() || !ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_DATA_FILENAME], fileName) ||
+      !ReadAttribute(DSUM_TAG_TABLE[DSUM_TAG_CONVERTER_NAME], converter)) {
     return false;
   }
   if (!m_basePath.empty() && ShellPath::IsRelative(fileName)) {
@@ -56,8 +58,12 @@ bool DataSourceUnitDecoder::GetExternalDataSourceAttributes(std::wstring& dataFi
   converterName = std::move(converter);
   persistency.clear();
   persistencyIsJSON = false;
-  if (m_node.GetStringAttribute(kPersistencyJson, persistency)) {
+  if (ReadAttribute(kPersistencyJson, persistency)) {
     persistencyIsJSON = true;
+    return true;
+  }
+  if (m_record) {
+    if (m_record->hasSettings) utf8text::AssignWide(m_record->settingsXml, persistency);
     return true;
   }
   XMLElementExt self = m_node;
@@ -70,6 +76,14 @@ bool DataSourceUnitDecoder::GetExternalDataSourceAttributes(std::wstring& dataFi
 
 std::vector<DataSourceStreamDecoder> DataSourceUnitDecoder::GetDataSourceStreamDecoders() const {
   std::vector<DataSourceStreamDecoder> decoders;
+  if (m_record) {
+    decoders.reserve(m_record->children.size());
+    for (const auto& child : m_record->children) {
+      decoders.emplace_back(nullptr, m_basePath);
+      decoders.back().SetRecord(child);
+    }
+    return decoders;
+  }
   ComPtr<IXMLDOMNodeList> children;
   if (FAILED(m_node.GetChildNodes(children.GetAddressOf())) || !children) return decoders;
   LONG length = 0;

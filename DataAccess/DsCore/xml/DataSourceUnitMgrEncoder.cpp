@@ -1,6 +1,7 @@
 #include "xml/DataSourceUnitMgrEncoder.h"
 
 #include "qz_dsc/DataSourceVocabulary.h"
+#include "xml/DataSourceListWriter.h"
 
 namespace qz_dsc {
 namespace {
@@ -11,6 +12,16 @@ constexpr wchar_t kVersion[] = L"1 0";
 }  // namespace
 
 bool DataSourceUnitMgrEncoder::CreateDescriptionUnit() {
+  if (m_writer != nullptr) {
+    // A fresh file: the root first, as for a new document.
+    if (m_writer->HasRoot() || !m_writer->StartElement(0, DSUM_TAG_TABLE[DSUM_TAG_ROOT]) ||
+        !m_writer->StartElement(1, DSUM_MAIN_TAG) || !m_writer->Attribute(2, DSUM_TYPE_TAG_NAME, DSUM_TYPE_TYPE_NAME) ||
+        !m_writer->Attribute(2, DSUM_TYPE_VERSION, kVersion)) {
+      return false;
+    }
+    m_writerDepth = 2;
+    return true;
+  }
   if (!m_target) return false;
   qz_com::ComPtr<IXMLDOMNode> parent = m_target;
   DOMNodeType type = NODE_INVALID;

@@ -12,6 +12,8 @@ class DataSourceUnitMgrEncoder : public DataSourceEncDecCommon {
  public:
   // target: a document (the root is made first) or an element to write under.
   explicit DataSourceUnitMgrEncoder(IXMLDOMNode* target) : m_target(target) {}
+  // Writes the root and the description unit through writer instead.
+  explicit DataSourceUnitMgrEncoder(DataSourceListWriter& writer) { SetWriter(&writer, 0); }
 
   // Creates "mpeg7:DescriptionUnit" with "xsi:type" = "DataSourceListType"
   // and "versionNbr" = "1 0"; the encoder then holds it. False when the

@@ -30,12 +30,16 @@ class NumberText {
     }
     const U limit = negative ? static_cast<U>(static_cast<U>(std::numeric_limits<Int>::max()) + 1u)
                              : static_cast<U>(std::numeric_limits<Int>::max());
+    // The largest magnitude that may take one more digit, and that digit's
+    // bound then: no division per digit.
+    const U cutoff = static_cast<U>(limit / 10u);
+    const U lastDigit = static_cast<U>(limit % 10u);
     U magnitude = 0;
     std::size_t digits = 0;
     bool overflow = false;
     for (; i < text.size() && text[i] >= CharT('0') && text[i] <= CharT('9'); ++i, ++digits) {
       const U d = static_cast<U>(text[i] - CharT('0'));
-      if (magnitude > (limit - d) / 10u) {
+      if (magnitude > cutoff || (magnitude == cutoff && d > lastDigit)) {
         overflow = true;
       } else {
         magnitude = static_cast<U>(magnitude * 10u + d);

@@ -6,6 +6,7 @@
 // Stateless; safe from any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,6 +19,10 @@ class TimePairText {
   // 32-bit integer; M = |ticks / 10^4 truncated, taken as a 32-bit integer|.
   static std::wstring Format(std::int64_t ticks);
   static std::string FormatUtf8(std::int64_t ticks);
+  // Room for the longest pair, "-2147483648 2147483648".
+  static constexpr std::size_t kMaxUtf8Size = 24;
+  // The same text written into out; the view points into out.
+  static std::string_view FormatUtf8To(std::int64_t ticks, char (&out)[kMaxUtf8Size]) noexcept;
 
   // Two 32-bit decimal integers A and B read one after the other with the
   // stream rules of NumberText; the time is (A * 1000 + B) * 10^4 ticks.

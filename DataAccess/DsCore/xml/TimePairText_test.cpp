@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include <cstdint>
 
 using qz_dsc::TimePairText;
@@ -14,6 +16,22 @@ TEST(TimePairText, WritesSecondsAndWholeMilliseconds) {
   EXPECT_EQ(TimePairText::Format(-25'000'000), L"-2 2500");  // M loses the sign
   EXPECT_EQ(TimePairText::Format(-2'500'000), L"0 250");
   EXPECT_EQ(TimePairText::FormatUtf8(25'000'000), "2 2500");
+}
+
+TEST(TimePairText, TheLongestPairsFitTheBufferAndWrapTo32Bits) {
+  // Seconds and milliseconds wrap as 32-bit integers; the millisecond part
+  // can be 2147483648 when it wrapped to the minimum.
+  char buffer[TimePairText::kMaxUtf8Size];
+  const std::int64_t minMs = std::int64_t{-2147483648} * 10'000;
+  EXPECT_EQ(TimePairText::FormatUtf8To(minMs, buffer), "-2147483 2147483648");
+  EXPECT_EQ(TimePairText::FormatUtf8To(std::int64_t{-2147483648} * 10'000'000, buffer), "-2147483648 0");
+  for (const std::int64_t t : {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max(),
+                               minMs - 1, std::int64_t{-21474836480000000} - 9'999}) {
+    const std::string_view text = TimePairText::FormatUtf8To(t, buffer);
+    EXPECT_LT(text.size(), sizeof buffer);
+    EXPECT_EQ(text, TimePairText::FormatUtf8(t));
+    EXPECT_EQ(TimePairText::Format(t), std::wstring(text.begin(), text.end()));
+  }
 }
 
 TEST(TimePairText, ReadsBackAsymmetrically) {

@@ -1,0 +1,391 @@
+#include "xml/DataSourceListReader.h"
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <exception>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "Utf8Text.h"
+#include "qz_dom/DomFast.h"
+#include "qz_dsc/DataSourceVocabulary.h"
+#include "xml/ElementRecord.h"
+#include "xml/ExternalSourceNames.h"
+#include "xml/TagUtf8.h"
+#include "xml/TimePairText.h"
+
+namespace qz_dsc {
+namespace {
+
+std::string_view View(const xmlChar* text) {
+  return text != nullptr ? std::string_view(reinterpret_cast<const char*>(text)) : std::string_view();
+}
+
+// The part of a qualified name after its prefix.
+std::string_view LocalPart(std::string_view qname) {
+  const auto colon = qname.find(':');
+  return colon == std::string_view::npos ? qname : qname.substr(colon + 1);
+}
+
+// Names of the vocabulary in UTF-8, made once.
+struct Names {
+  std::string uri = TagUtf8(DSUM_TAG_NAMESPACE_URI);
+  std::string unitLocal = std::string(LocalPart(utf8text::ToUtf8(DSUM_MAIN_TAG)));
+  std::string typeName = utf8text::ToUtf8(DSUM_TYPE_TAG_NAME);
+  std::string typeLocal = std::string(LocalPart(typeName));
+  std::string listType = utf8text::ToUtf8(DSUM_TYPE_TYPE_NAME);
+  std::string dataSource = TagUtf8(DSUM_TAG_DATA_SOURCE);
+  std::string sourceName = TagUtf8(DSUM_TAG_DATA_SOURCE_NAME);
+  std::string isExternal = TagUtf8(DSUM_TAG_IS_EXTERNAL);
+  std::string value = TagUtf8(DSUM_TAG_VALUE);
+  std::string timeStamp = TagUtf8(DSUM_TAG_TIME_STAMP);
+  std::string yes = utf8text::ToUtf8(kExternalYes);
+  std::string settings = utf8text::ToUtf8(kPersistencyElement);
+};
+
+const Names& N() {
+  static const Names names;
+  return names;
+}
+
+// The parser's first error, as the DOM reports it.
+void RecordFirstError(DataSourceListReader::Outcome& outcome, const char* message, int line, int column) {
+  std::string text = message != nullptr ? message : "unknown parse error";
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
+  outcome.reason = utf8text::ToWide(text);
+  outcome.line = line;
+  outcome.column = column;
+}
+
+struct ContextFree {
+  void operator()(xmlParserCtxtPtr ctxt) const noexcept { xmlFreeParserCtxt(ctxt); }
+};
+
+// The qualified name of an element or attribute as written.
+std::string QualifiedName(const xmlChar* name, xmlNsPtr ns) {
+  std::string qname;
+  if (ns != nullptr && ns->prefix != nullptr) {
+    qname = View(ns->prefix);
+    qname += ':';
+  }
+  qname += View(name);
+  return qname;
+}
+
+bool InNamespace(xmlNodePtr node, std::string_view uri) { return node->ns != nullptr && View(node->ns->href) == uri; }
+
+// Parses with libxml2's own tree builder, as the DOM does, so that every
+// node (blank text included) is what the DOM would hold; the handlers below
+// take what a load needs from each finished element and free it at once, so
+// the tree never holds more than the element being read.
+class Walk {
+ public:
+  Walk(DataSourceListReader::Sink& sink, const std::wstring& baseFolder, DataSourceListReader::Outcome& outcome)
+      : m_sink(sink), m_baseFolder(baseFolder), m_outcome(outcome) {}
+
+  void Parse(const std::string& file) {
+    std::unique_ptr<xmlParserCtxt, ContextFree> ctxt(xmlNewParserCtxt());
+    if (!ctxt) {
+      m_outcome.reason = L"out of memory";
+      return;
+    }
+    // The tree builder's handlers, wrapped; the handler's context is the
+    // parser's, so the walk is found through a thread-local pointer.
+    m_startElement = ctxt->sax->startElementNs;
+    m_endElement = ctxt->sax->endElementNs;
+    ctxt->sax->startElementNs = StartElement;
+    ctxt->sax->endElementNs = EndElement;
+    ctxt->sax->serror = Error;
+    // A load started from inside this one (an importer's) restores it after.
+    Walk* const outer = std::exchange(t_walk, this);
+    xmlDocPtr doc = xmlCtxtReadFile(ctxt.get(), file.c_str(), nullptr, qz_dom::ParseOptions());
+    t_walk = outer;
+    if (m_exception) {
+      if (doc != nullptr) xmlFreeDoc(doc);
+      std::rethrow_exception(m_exception);
+    }
+    const bool wellFormed = doc != nullptr && ctxt->wellFormed && xmlDocGetRootElement(doc) != nullptr;
+    m_outcome.parsed = wellFormed;
+    if (!wellFormed) {
+      m_outcome.located = false;
+      if (doc != nullptr && ctxt->wellFormed) {
+        m_outcome.reason = L"The document has no root element.";
+      } else if (!m_haveError) {
+        const xmlError* e = &ctxt->lastError;
+        RecordFirstError(m_outcome, e->code != 0 ? e->message : nullptr, e->line, e->int2);
+      }
+    } else {
+      // Errors that do not stop libxml2 (namespace errors) do not stop the DOM either.
+      m_outcome.reason.clear();
+      m_outcome.line = m_outcome.column = 0;
+    }
+    if (doc != nullptr) xmlFreeDoc(doc);
+  }
+
+ private:
+  static void StartElement(void* ctx, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri,
+                           int nbNamespaces, const xmlChar** namespaces, int nbAttributes, int nbDefaulted,
+                           const xmlChar** attributes) {
+    Walk& walk = *t_walk;
+    walk.m_startElement(ctx, localname, prefix, uri, nbNamespaces, namespaces, nbAttributes, nbDefaulted, attributes);
+    auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    ++walk.m_depth;
+    if (ctxt->node == nullptr || ctxt->node->type != XML_ELEMENT_NODE || walk.m_exception) return;
+    try {
+      walk.Started(ctxt->node);
+    } catch (...) {
+      walk.Stop(ctxt);
+    }
+  }
+
+  // Exceptions must not cross libxml2's frames: the parse is stopped and the
+  // exception thrown again once it has returned.
+  void Stop(xmlParserCtxtPtr ctxt) {
+    m_exception = std::current_exception();
+    xmlStopParser(ctxt);
+  }
+
+  static void EndElement(void* ctx, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri) {
+    Walk& walk = *t_walk;
+    auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    xmlNodePtr node = ctxt->node;
+    bool drop = false;
+    if (node != nullptr && !walk.m_exception) {
+      try {
+        drop = walk.Ended(node);
+      } catch (...) {
+        walk.Stop(ctxt);
+      }
+    }
+    walk.m_endElement(ctx, localname, prefix, uri);
+    --walk.m_depth;
+    if (drop) {
+      xmlUnlinkNode(node);
+      Recycle(ctxt, node);
+    }
+  }
+
+  // Frees an unlinked element, handing a plain one (the usual sample) and
+  // its attributes back to the parser's free lists, which the tree builder
+  // takes its next nodes from, as libxml2's own streaming reader does.
+  static void Recycle(xmlParserCtxtPtr ctxt, xmlNodePtr node) {
+    constexpr int kMaxFree = 100;
+    bool plain = node->type == XML_ELEMENT_NODE && node->nsDef == nullptr && ctxt->freeElemsNr < kMaxFree &&
+                 ctxt->dict != nullptr && xmlDictOwns(ctxt->dict, node->name) == 1;
+    for (xmlAttrPtr a = node->properties; plain && a != nullptr; a = a->next) {
+      plain = a->atype != XML_ATTRIBUTE_ID && xmlDictOwns(ctxt->dict, a->name) == 1;
+    }
+    if (!plain) {
+      xmlFreeNode(node);
+      return;
+    }
+    xmlFreeNodeList(node->children);
+    for (xmlAttrPtr a = node->properties; a != nullptr;) {
+      xmlAttrPtr next = a->next;
+      xmlFreeNodeList(a->children);
+      if (ctxt->freeAttrsNr < kMaxFree) {
+        a->next = ctxt->freeAttrs;
+        ctxt->freeAttrs = a;
+        ++ctxt->freeAttrsNr;
+      } else {
+        a->children = nullptr;
+        xmlFreeProp(a);
+      }
+      a = next;
+    }
+    node->children = node->last = nullptr;
+    node->properties = nullptr;
+    node->next = ctxt->freeElems;
+    ctxt->freeElems = node;
+    ++ctxt->freeElemsNr;
+  }
+
+  static void Error(void*, xmlErrorPtr error) {
+    Walk* walk = t_walk;
+    if (walk == nullptr || error == nullptr || error->level < XML_ERR_ERROR || walk->m_haveError) return;
+    walk->m_haveError = true;
+    RecordFirstError(walk->m_outcome, error->message, error->line, error->int2);
+  }
+
+  // Depths: 1 the root, 2 the description unit, 3 a data source, 4 its
+  // streams, 5 their samples.
+  void Started(xmlNodePtr node) {
+    if (m_depth == 2 && !m_decided && IsDescriptionUnit(node)) {
+      // What selecting the description unit below the root finds: the first
+      // child matching by namespace URI; then its type by written name.
+      m_decided = true;
+      std::string scratch;
+      std::string_view type;
+      m_outcome.located = qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(node), N().typeName, scratch, type) &&
+                          type == N().listType;
+      if (m_outcome.located) m_unit = node;
+    } else if (m_depth == 3 && m_unit != nullptr && node->parent == m_unit) {
+      ++m_outcome.elements;
+      m_source = node;
+      m_sourceRecord = Head(node);
+      const std::string* external = m_sourceRecord->Find(N().isExternal);
+      m_streamed = m_sourceRecord->tag == N().dataSource && m_sourceRecord->Find(N().sourceName) != nullptr &&
+                   (external == nullptr || *external != N().yes);
+      if (m_streamed) m_sink.BeginDataSource(MakeDecoder<DataSourceUnitDecoder>(std::move(m_sourceRecord)));
+    } else if (m_depth == 4 && m_source != nullptr && node->parent == m_source) {
+      m_child = node;
+      m_childRecord = std::make_shared<ElementRecord>();
+    }
+  }
+
+  // Takes what the load needs from node; true when node can go (its
+  // subtree is never read again). Nodes deeper than a sample stay until their
+  // ancestor ends: what the DOM keeps as blank text depends on them.
+  bool Ended(xmlNodePtr node) {
+    if (m_depth == 5 && m_child != nullptr && node->parent == m_child) {
+      if (View(m_child->name) == N().settings) return false;  // read whole when it ends
+      if (node->ns == nullptr && View(node->name) == N().value) AddSample(node);
+      // Blank text and comments between samples go too.
+      while (m_child->children != node) {
+        xmlNodePtr c = m_child->children;
+        xmlUnlinkNode(c);
+        xmlFreeNode(c);
+      }
+      return true;
+    }
+    if (m_depth == 4 && node == m_child) {
+      ChildEnded(node);
+      m_child = nullptr;
+      m_childRecord.reset();
+      return true;
+    }
+    if (m_depth == 3 && node == m_source) {
+      if (m_streamed) {
+        m_sink.EndDataSource();
+      } else if (m_sourceRecord) {
+        m_sink.WholeElement(MakeDecoder<DataSourceUnitDecoder>(std::move(m_sourceRecord)));
+      }
+      m_source = nullptr;
+      m_sourceRecord.reset();
+      return true;
+    }
+    if (m_depth == 2 && node == m_unit) m_unit = nullptr;
+    return m_depth >= 2 && m_depth <= 5;
+  }
+
+  static bool IsDescriptionUnit(xmlNodePtr node) {
+    if (!InNamespace(node, N().uri) || View(node->name) != N().unitLocal) return false;
+    std::string scratch;
+    for (xmlAttrPtr a = node->properties; a != nullptr; a = a->next) {
+      if (a->ns == nullptr || View(a->ns->href) != N().uri || View(a->name) != N().typeLocal) continue;
+      std::string_view value;
+      const std::string qname = QualifiedName(a->name, a->ns);
+      if (qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(node), qname, scratch, value) && value == N().listType) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // An element's name and attributes as the DOM's getters see them.
+  static std::shared_ptr<ElementRecord> Head(xmlNodePtr node) {
+    auto record = std::make_shared<ElementRecord>();
+    record->tag = QualifiedName(node->name, node->ns);
+    std::string scratch;
+    for (xmlAttrPtr a = node->properties; a != nullptr; a = a->next) {
+      std::string qname = QualifiedName(a->name, a->ns);
+      std::string_view value;
+      if (!qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(node), qname, scratch, value)) continue;
+      record->attributes.emplace_back(std::move(qname), std::string(value));
+    }
+    return record;
+  }
+
+  void AddSample(xmlNodePtr value) {
+    ElementRecord& record = *m_childRecord;
+    std::string scratch;
+    std::string_view stamp;
+    std::int64_t time = 0;
+    const bool timed = qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(value), N().timeStamp, scratch, stamp) &&
+                       TimePairText::ParseUtf8(stamp, time);
+    // The text is the element's first text child, as in the DOM.
+    for (xmlNodePtr c = value->children; c != nullptr; c = c->next) {
+      if (c->type == XML_TEXT_NODE) {
+        record.texts += View(c->content);
+        break;
+      }
+    }
+    record.textEnds.push_back(record.texts.size());
+    record.times.push_back(time);
+    record.timed.push_back(timed);
+  }
+
+  void ChildEnded(xmlNodePtr node) {
+    if (!m_streamed) {
+      if (!m_sourceRecord || m_sourceRecord->tag != N().dataSource) return;  // no data source: nothing below is read
+      // What the DOM's query "PersistencyData" selects: no namespace, the first one.
+      if (node->ns == nullptr && View(node->name) == N().settings && !m_sourceRecord->hasSettings) {
+        m_sourceRecord->hasSettings = true;
+        m_sourceRecord->settingsXml = ContentXml(node);
+      }
+    }
+    std::shared_ptr<ElementRecord> head = Head(node);
+    if (head->tag == N().settings) return;  // never a stream
+    head->texts = std::move(m_childRecord->texts);
+    head->textEnds = std::move(m_childRecord->textEnds);
+    head->times = std::move(m_childRecord->times);
+    head->timed = std::move(m_childRecord->timed);
+    if (m_streamed) {
+      m_sink.DataSourceChild(MakeDecoder<DataSourceStreamDecoder>(std::move(head)));
+    } else {
+      m_sourceRecord->children.push_back(std::move(head));
+    }
+  }
+
+  // The XML of every child of node, each as the DOM writes a node; empty
+  // when one cannot be written, as with the DOM.
+  static std::string ContentXml(xmlNodePtr node) {
+    std::string out;
+    std::string xml;
+    for (xmlNodePtr c = node->children; c != nullptr; c = c->next) {
+      if (FAILED(qz_dom::NodeXml(c, xml))) return std::string();
+      out += xml;
+    }
+    return out;
+  }
+
+  template <class Decoder>
+  Decoder MakeDecoder(std::shared_ptr<ElementRecord> record) const {
+    Decoder decoder(nullptr, m_baseFolder);
+    decoder.SetRecord(std::move(record));
+    return decoder;
+  }
+
+  static thread_local Walk* t_walk;
+
+  DataSourceListReader::Sink& m_sink;
+  const std::wstring& m_baseFolder;
+  DataSourceListReader::Outcome& m_outcome;
+  startElementNsSAX2Func m_startElement = nullptr;
+  endElementNsSAX2Func m_endElement = nullptr;
+  bool m_haveError = false;
+  std::exception_ptr m_exception;
+  int m_depth = 0;
+  bool m_decided = false;
+  xmlNodePtr m_unit = nullptr;
+  xmlNodePtr m_source = nullptr;
+  std::shared_ptr<ElementRecord> m_sourceRecord;
+  bool m_streamed = false;
+  xmlNodePtr m_child = nullptr;
+  std::shared_ptr<ElementRecord> m_childRecord;
+};
+
+thread_local Walk* Walk::t_walk = nullptr;
+
+}  // namespace
+
+DataSourceListReader::Outcome DataSourceListReader::Read(const std::string& file, Sink& sink) {
+  Outcome outcome;
+  Walk walk(sink, m_baseFolder, outcome);
+  walk.Parse(file);
+  return outcome;
+}
+
+}  // namespace qz_dsc
