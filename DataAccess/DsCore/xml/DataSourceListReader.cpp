@@ -164,6 +164,12 @@ class Walk {
     if (drop) {
       xmlUnlinkNode(node);
       Recycle(ctxt, node);
+      // The tree builder appends the next characters to the parent's last
+      // text node through a cached length that belonged to another node;
+      // with the element gone, that node may now be last. A zero cache
+      // makes it append by the text's own length instead.
+      ctxt->nodelen = 0;
+      ctxt->nodemem = 0;
     }
   }
 
