@@ -91,7 +91,8 @@ TEST(SvgPlot, TicksAreRoundAndCoverTheRange) {
 
 TEST(SvgPlot, DocumentParsesWhateverTheLabelsAndValues) {
   SvgPlot plot("A & <B>", "m/s \"fast\"");
-  plot.AddSeries({"x<1>\x01", {{0.0, 1.0}, {0.5, std::numeric_limits<double>::quiet_NaN()}, {1.0, 3.0}}, true});
+  plot.AddSeries(
+      {"x<1>\x01", {{0.0, 1.0}, {0.25, 2.0}, {0.5, std::numeric_limits<double>::quiet_NaN()}, {1.0, 3.0}}, true});
   plot.AddSeries({"single", {{2.0, 2.0}}, false});
   plot.AddSeries({"empty", {}, false});
   const std::string svg = plot.Render();
@@ -100,8 +101,8 @@ TEST(SvgPlot, DocumentParsesWhateverTheLabelsAndValues) {
   xmlFreeDoc(document);
   EXPECT_NE(svg.find(">x&lt;1&gt;</text>"), std::string::npos);
   EXPECT_NE(svg.find("A &amp; &lt;B&gt;"), std::string::npos);
-  // Steps: a horizontal then a vertical move per sample.
-  EXPECT_NE(svg.find("H"), std::string::npos);
+  // Steps: a horizontal then a vertical move per sample; a NaN lifts the pen.
+  EXPECT_NE(svg.find("d=\"M80.00 460.45H162.50V265.00M410.00 69.55\""), std::string::npos) << svg;
 }
 
 TEST(SvgPlot, LongSeriesAreThinnedButKeepTheirPeaks) {
