@@ -27,6 +27,10 @@ struct DataSourceListFileResult {
   // stream elements that units skipped.
   std::int32_t skippedUnits = 0;
   std::int32_t skippedStreams = 0;
+  // Load only: external data sources whose importer failed or was missing.
+  // Their definitions were loaded and save back unchanged; their samples
+  // are missing until the data file imports again.
+  std::int32_t failedImports = 0;
 
   explicit operator bool() const noexcept { return SUCCEEDED(status); }
   // True when nothing of the document was left out, so saving over it

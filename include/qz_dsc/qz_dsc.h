@@ -33,3 +33,4 @@
 #include "qz_dsc/IDataSourceUnitMgrPrivate.h"
 #include "qz_dsc/IDSPersistXML.h"
 #include "qz_dsc/DataSourceListFile.h"
+#include "qz_dsc/ModuleEntry.h"
