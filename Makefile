@@ -10,7 +10,7 @@ BUILD_DIR ?= build
 SANITIZE_DIR ?= build-sanitize
 TSAN_DIR ?= build-tsan
 # Test programs that hold concurrency tests (named *Concurrency*).
-TSAN_TARGETS ?= streams_tests manager_tests
+TSAN_TARGETS ?= streams_tests manager_tests importers_tests
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 # A compiler named on the command line or in the environment wins over the one

@@ -7,7 +7,7 @@
 # without LD_LIBRARY_PATH and whatever run path the host's program has.
 include(CMakePackageConfigHelpers)
 
-set(_dscore_shared_libs dscore qz_com qz_log qz_math qz_dom)
+set(_dscore_shared_libs dscore dscore_csv qz_com qz_log qz_math qz_dom)
 set(_dscore_header_only_libs qz_std qz_ds qz_ovlib)
 
 if(APPLE)
