@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Run {
+struct ToolRun {
   int code = -1;
   std::string out;
   std::string err;
@@ -80,12 +80,12 @@ class DscoreTool : public ::testing::Test {
   fs::path Path(const std::string& name) const { return m_dir / name; }
   std::string P(const std::string& name) const { return Path(name).string(); }
 
-  Run Dscore(const std::vector<std::string>& args) const {
+  ToolRun Dscore(const std::vector<std::string>& args) const {
     std::string command = Quote(DSCORE_TOOL);
     for (const auto& arg : args) command += " " + Quote(arg);
     command += " >" + Quote(P("stdout")) + " 2>" + Quote(P("stderr")) + " </dev/null";
     const int status = std::system(command.c_str());
-    Run run;
+    ToolRun run;
     run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     run.out = ReadFile(Path("stdout"));
     run.err = ReadFile(Path("stderr"));
@@ -109,7 +109,7 @@ TEST_F(DscoreTool, UsageErrorsExitWithTwo) {
       {"snapshot"},
   };
   for (const auto& args : cases) {
-    const Run run = Dscore(args);
+    const ToolRun run = Dscore(args);
     EXPECT_EQ(run.code, 2) << (args.empty() ? "" : args[0]) << " " << run.err;
     EXPECT_FALSE(run.err.empty());
   }
@@ -117,12 +117,12 @@ TEST_F(DscoreTool, UsageErrorsExitWithTwo) {
 }
 
 TEST_F(DscoreTool, EverySubcommandHasHelpWithExamples) {
-  for (const std::vector<std::string> args :
+  for (const auto& args :
        std::vector<std::vector<std::string>>{{"info"}, {"cat"}, {"value"}, {"stats"}, {"import"}, {"export"},
                                              {"plot"}, {"snapshot"}, {"snapshot", "make"}, {"snapshot", "dump"}}) {
     auto withHelp = args;
     withHelp.push_back("--help");
-    const Run run = Dscore(withHelp);
+    const ToolRun run = Dscore(withHelp);
     EXPECT_EQ(run.code, 0) << args.back();
     EXPECT_NE(run.out.find("Example"), std::string::npos) << args.back();
   }
@@ -141,7 +141,7 @@ TEST_F(DscoreTool, BadInputExitsWithOneNamingTheProblem) {
       {{"import", P("missing.csv"), "--into", P("new.xml"), "--source", "X"}, "missing.csv"},
   };
   for (const auto& [args, message] : cases) {
-    const Run run = Dscore(args);
+    const ToolRun run = Dscore(args);
     EXPECT_EQ(run.code, 1) << args[0] << " " << run.err;
     EXPECT_NE(run.err.find(message), std::string::npos) << run.err;
     EXPECT_TRUE(run.out.empty()) << run.out;
@@ -151,7 +151,7 @@ TEST_F(DscoreTool, BadInputExitsWithOneNamingTheProblem) {
 }
 
 TEST_F(DscoreTool, CatPrintsTimesExactlyOrInAnyFormatWithInclusiveBounds) {
-  Run run = Dscore({"cat", P("list.xml"), "Car", "Speed"});
+  ToolRun run = Dscore({"cat", P("list.xml"), "Car", "Speed"});
   EXPECT_EQ(run.code, 0) << run.err;
   EXPECT_EQ(run.out, "0.0000000\t1.0\n0.5000000\t4.25\n0.7500000\t-2.5\n");
   run = Dscore({"cat", P("list.xml"), "Car", "Speed", "--from", "0.5", "--to", "0,75", "--time-format", "MilliSeconds"});
@@ -163,7 +163,7 @@ TEST_F(DscoreTool, CatPrintsTimesExactlyOrInAnyFormatWithInclusiveBounds) {
 }
 
 TEST_F(DscoreTool, ValueHoldsEachSampleFromItsOwnTimeOn) {
-  const Run run = Dscore({"value", P("list.xml"), "Car", "Gear", "--at", "0.2499", "--at", "0.25", "--at", "0.4999",
+  const ToolRun run = Dscore({"value", P("list.xml"), "Car", "Gear", "--at", "0.2499", "--at", "0.25", "--at", "0.4999",
                           "--at", "0.5", "--at", "1:00"});
   EXPECT_EQ(run.code, 0) << run.err;
   // 0.2499 is read to the millisecond: 0.249.
@@ -171,14 +171,14 @@ TEST_F(DscoreTool, ValueHoldsEachSampleFromItsOwnTimeOn) {
 }
 
 TEST_F(DscoreTool, StatsOverAnIntervalAsTableAndJson) {
-  Run run = Dscore({"stats", P("list.xml"), "Car", "Speed", "--json"});
+  ToolRun run = Dscore({"stats", P("list.xml"), "Car", "Speed", "--json"});
   ASSERT_EQ(run.code, 0) << run.err;
   const auto stats = nlohmann::json::parse(run.out);
   EXPECT_EQ(stats["count"], 3);
   EXPECT_EQ(stats["components"][0]["min"], -2.5);
   EXPECT_EQ(stats["components"][0]["max"], 4.25);
   EXPECT_DOUBLE_EQ(stats["components"][0]["mean"].get<double>(), 0.9166666666666666);
-  EXPECT_NEAR(stats["components"][0]["stddev"].get<double>(), 2.7548, 1e-4);
+  EXPECT_NEAR(stats["components"][0]["stddev"].get<double>(), 2.756306, 1e-6);
   run = Dscore({"stats", P("list.xml"), "Car", "Speed", "--from", "0.5"});
   EXPECT_NE(run.out.find("2 samples from 0.5000000 s to 0.7500000 s"), std::string::npos) << run.out;
   EXPECT_NE(run.out.find("Speed      -2.5  4.25  0.875  3.375"), std::string::npos) << run.out;
@@ -188,7 +188,7 @@ TEST_F(DscoreTool, StatsOverAnIntervalAsTableAndJson) {
 }
 
 TEST_F(DscoreTool, InfoShowsEveryStreamAsTableAndJson) {
-  Run run = Dscore({"info", P("list.xml")});
+  ToolRun run = Dscore({"info", P("list.xml")});
   ASSERT_EQ(run.code, 0) << run.err;
   EXPECT_NE(run.out.find("Car (internal, 4 streams)"), std::string::npos) << run.out;
   for (const char* name : {"Speed", "Gear", "Note", "Pos", "Vector 2", "m/s"}) {
@@ -208,7 +208,7 @@ TEST_F(DscoreTool, InfoShowsEveryStreamAsTableAndJson) {
 }
 
 TEST_F(DscoreTool, ExportWritesOneRowPerTimeWithEmptyCells) {
-  const Run run = Dscore({"export", P("list.xml"), "Car", "--csv", P("car.csv")});
+  const ToolRun run = Dscore({"export", P("list.xml"), "Car", "--csv", P("car.csv")});
   ASSERT_EQ(run.code, 0) << run.err;
   // Streams in the data source's order; a quoted string cell; empty cells.
   const std::string csv = ReadFile(Path("car.csv"));
@@ -222,7 +222,7 @@ TEST_F(DscoreTool, ExportWritesOneRowPerTimeWithEmptyCells) {
 
 TEST_F(DscoreTool, ExportThenImportGivesTheSameSamples) {
   ASSERT_EQ(Dscore({"export", P("list.xml"), "Car", "--csv", P("car.csv")}).code, 0);
-  Run run = Dscore({"import", P("car.csv"), "--into", P("copy.xml"), "--source", "Car"});
+  ToolRun run = Dscore({"import", P("car.csv"), "--into", P("copy.xml"), "--source", "Car"});
   ASSERT_EQ(run.code, 0) << run.err;
   run = Dscore({"export", P("copy.xml"), "Car", "--csv", P("again.csv")});
   ASSERT_EQ(run.code, 0) << run.err;
@@ -231,7 +231,7 @@ TEST_F(DscoreTool, ExportThenImportGivesTheSameSamples) {
 
 TEST_F(DscoreTool, CopyImportWarnsOnlyWhenTheTimePairRuleMovesSamples) {
   WriteFile(Path("short.csv"), "time,v\n0.0,1\n0.5,2\n");
-  Run run = Dscore({"import", P("short.csv"), "--into", P("a.xml"), "--source", "S", "--copy"});
+  ToolRun run = Dscore({"import", P("short.csv"), "--into", P("a.xml"), "--source", "S", "--copy"});
   ASSERT_EQ(run.code, 0) << run.err;
   EXPECT_EQ(run.err.find("later times"), std::string::npos) << run.err;
   EXPECT_EQ(Dscore({"cat", P("a.xml"), "S", "v"}).out, "0.0000000\t1\n0.5000000\t2\n");
@@ -246,7 +246,7 @@ TEST_F(DscoreTool, CopyImportWarnsOnlyWhenTheTimePairRuleMovesSamples) {
 
 TEST_F(DscoreTool, CopyRefusesThreeVectorsAndWritesNothing) {
   WriteFile(Path("v3.csv"), "time,P.x,P.y,P.z\n0,1,2,3\n");
-  const Run run = Dscore({"import", P("v3.csv"), "--into", P("v3.xml"), "--source", "V", "--copy"});
+  const ToolRun run = Dscore({"import", P("v3.csv"), "--into", P("v3.xml"), "--source", "V", "--copy"});
   EXPECT_EQ(run.code, 1);
   EXPECT_NE(run.err.find("vector3"), std::string::npos) << run.err;
   EXPECT_FALSE(fs::exists(Path("v3.xml")));
@@ -259,15 +259,15 @@ TEST_F(DscoreTool, FailedImportLeavesTheListAsItWas) {
   WriteFile(Path("cell.csv"), "time,a\n0,1\n1,abc\n");
   WriteFile(Path("empty.csv"), "");
   for (const char* file : {"bad.csv", "empty.csv"}) {
-    const Run run = Dscore({"import", P(file), "--into", P("list.xml"), "--source", "New"});
+    const ToolRun run = Dscore({"import", P(file), "--into", P("list.xml"), "--source", "New"});
     EXPECT_EQ(run.code, 1) << file;
     EXPECT_NE(run.err.find(file), std::string::npos) << run.err;
   }
-  const Run cell =
+  const ToolRun cell =
       Dscore({"import", P("cell.csv"), "--into", P("list.xml"), "--source", "New", "--settings", R"({"types":{"a":"int"}})"});
   EXPECT_EQ(cell.code, 1) << cell.err;
   EXPECT_NE(cell.err.find("cell.csv:3"), std::string::npos) << cell.err;
-  const Run taken = Dscore({"import", P("bad.csv"), "--into", P("list.xml"), "--source", "Car"});
+  const ToolRun taken = Dscore({"import", P("bad.csv"), "--into", P("list.xml"), "--source", "Car"});
   EXPECT_EQ(taken.code, 1);
   EXPECT_NE(taken.err.find("--replace"), std::string::npos) << taken.err;
   EXPECT_EQ(ReadFile(Path("list.xml")), before);
@@ -278,7 +278,7 @@ TEST_F(DscoreTool, ListThatDidNotLoadWholeIsOnlyOverwrittenWithForce) {
   partial.replace(partial.find("DataSourceIntStreamType"), 23, "DataSourceBooleanStreamType");
   WriteFile(Path("list.xml"), partial);
   WriteFile(Path("data.csv"), "time,v\n0,1\n");
-  Run run = Dscore({"import", P("data.csv"), "--into", P("list.xml"), "--source", "New"});
+  ToolRun run = Dscore({"import", P("data.csv"), "--into", P("list.xml"), "--source", "New"});
   EXPECT_EQ(run.code, 1);
   EXPECT_NE(run.err.find("did not load whole"), std::string::npos) << run.err;
   EXPECT_EQ(ReadFile(Path("list.xml")), partial);
@@ -288,7 +288,7 @@ TEST_F(DscoreTool, ListThatDidNotLoadWholeIsOnlyOverwrittenWithForce) {
 }
 
 TEST_F(DscoreTool, PlotWritesAnSvgThatParses) {
-  const Run run = Dscore({"plot", P("list.xml"), "Car", "Speed", "Pos", "--svg", P("car.svg")});
+  const ToolRun run = Dscore({"plot", P("list.xml"), "Car", "Speed", "Pos", "--svg", P("car.svg")});
   ASSERT_EQ(run.code, 0) << run.err;
   const std::string svg = ReadFile(Path("car.svg"));
   xmlDocPtr document = xmlReadMemory(svg.data(), static_cast<int>(svg.size()), "car.svg", nullptr, XML_PARSE_NONET);
@@ -300,7 +300,7 @@ TEST_F(DscoreTool, PlotWritesAnSvgThatParses) {
 }
 
 TEST_F(DscoreTool, SnapshotMakeThenDumpAndDamagedRecords) {
-  Run run = Dscore({"snapshot", "make", P("list.xml"), "Car", "--out", P("car.bin")});
+  ToolRun run = Dscore({"snapshot", "make", P("list.xml"), "Car", "--out", P("car.bin")});
   ASSERT_EQ(run.code, 0) << run.err;
   run = Dscore({"snapshot", "dump", P("car.bin")});
   ASSERT_EQ(run.code, 0) << run.err;

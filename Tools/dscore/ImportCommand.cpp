@@ -26,8 +26,6 @@
 namespace dscore_cli {
 namespace {
 
-constexpr const wchar_t* kCsvConverter = L"QZ.CSV";
-
 struct ImportOptions {
   std::string data;
   std::string list;
@@ -52,9 +50,9 @@ qz_com::ComPtr<qz_dsc::IDataSourceUnitExternal> ImportFile(const ImportOptions& 
   }
   const std::wstring settings = utf8text::ToWide(options.settings);
   unit->SetDataFilename(path);
-  unit->SetConverterName(kCsvConverter);
+  unit->SetConverterName(qz_dsc::kCsvConverterName);
   if (!settings.empty()) unit->SetPersistencyDataJSON(settings);
-  const auto importer = qz_dsc::CreateExternalDataSourceImporter(kCsvConverter);
+  const auto importer = qz_dsc::CreateExternalDataSourceImporter(qz_dsc::kCsvConverterName);
   if (!importer) FailInput("no importer is registered for \"QZ.CSV\"");
   HRESULT hr = E_FAIL;
   {

@@ -10,6 +10,7 @@
 #include "TextTable.h"
 #include "TimeText.h"
 #include "Utf8Text.h"
+#include "ValueText.h"
 #include "qz_dsc/IDataSourceUnitExternal.h"
 #include "qz_dsc/IQZPropertySet.h"
 
@@ -29,16 +30,27 @@ constexpr const wchar_t* kPropertyKeys[] = {L"Name",         L"Unit",       L"Da
 
 using PropertyTexts = std::vector<std::pair<std::string, std::string>>;
 
+// The value of a property as text, whatever its variant type.
+std::string VariantText(const VARIANT& value) {
+  switch (value.vt) {
+    case VT_BSTR: return utf8text::ToUtf8(std::wstring_view(value.bstrVal, SysStringLen(value.bstrVal)));
+    case VT_I4: return std::to_string(value.lVal);
+    case VT_I8: return std::to_string(value.llVal);
+    case VT_R8: return FormatDouble(value.dblVal);
+    case VT_BOOL: return value.boolVal ? "true" : "false";
+    default: return "";
+  }
+}
+
 PropertyTexts ReadProperties(qz_dsc::IDataSourceUnit* source, std::int32_t index) {
   PropertyTexts texts;
   qz_com::ComPtr<qz_dsc::IQZPropertySet> set;
   if (FAILED(source->GetStreamProperties(index, set.GetAddressOf())) || !set) return texts;
   for (const wchar_t* key : kPropertyKeys) {
-    BSTR text = nullptr;
-    if (SUCCEEDED(set->GetPropertyText(key, &text)) && text != nullptr) {
-      texts.emplace_back(utf8text::ToUtf8(key), utf8text::ToUtf8(std::wstring_view(text, SysStringLen(text))));
-      SysFreeString(text);
-    }
+    VARIANT value;
+    VariantInit(&value);
+    if (SUCCEEDED(set->GetProperty(key, &value))) texts.emplace_back(utf8text::ToUtf8(key), VariantText(value));
+    static_cast<void>(VariantClear(&value));
   }
   return texts;
 }

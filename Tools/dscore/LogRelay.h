@@ -1,6 +1,7 @@
 // Passes the library's log messages (an importer's "file:line: reason", a
 // warning about times going backwards) to standard error with the tool's
-// prefix, for as long as the relay lives.
+// prefix, for as long as the relay lives. Errors (level 1) and warnings
+// (level 2) are passed; the synchronisation trace (level 3) is not.
 #pragma once
 
 #include "qz_log/qz_log.h"
@@ -15,6 +16,7 @@ class LogRelay {
   LogRelay& operator=(const LogRelay&) = delete;
 
  private:
+  int m_previousLevel;
   qz_log::LogSink m_previous;
 };
 
