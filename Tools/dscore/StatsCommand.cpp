@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cmath>
+#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -41,6 +42,13 @@ struct Moments {
   // Population standard deviation (over all samples of the interval).
   [[nodiscard]] double Deviation() const { return count ? std::sqrt(m2 / static_cast<double>(count)) : 0.0; }
 };
+
+// Mean and deviation for reading: six significant digits (--json has them all).
+std::string Rounded(double value) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.6g", value);
+  return buffer;
+}
 
 void RunStats(const StatsOptions& options) {
   const auto [from, to] = options.stream.Interval();
@@ -93,8 +101,8 @@ void RunStats(const StatsOptions& options) {
   }
   TextTable table({"COMPONENT", "MIN", "MAX", "MEAN", "STDDEV"});
   for (std::size_t i = 0; i < moments.size(); ++i) {
-    table.AddRow({label(i), FormatDouble(moments[i].min), FormatDouble(moments[i].max), FormatDouble(moments[i].mean),
-                  FormatDouble(moments[i].Deviation())});
+    table.AddRow({label(i), FormatDouble(moments[i].min), FormatDouble(moments[i].max), Rounded(moments[i].mean),
+                  Rounded(moments[i].Deviation())});
   }
   table.Print(std::cout);
 }
