@@ -3,8 +3,14 @@
 // it parses, walked the way the manager loads it: the description unit, each
 // data source and each stream, through every getter. A document that does
 // not parse has its error read out. Getters may refuse; they must not crash,
-// and their documented guarantees are checked.
+// and their documented guarantees are checked. Then the manager loads the
+// document, saves what it loaded and loads that again: the same units,
+// streams and values must come back, with sample times as the time pair
+// text reads them back.
+#include <algorithm>
 #include <cstdint>
+#include <map>
+#include <type_traits>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -18,7 +24,13 @@
 #include "qz_dsc/DataSourceEncDecCommon.h"
 #include "qz_dsc/DataSourceStreamDecoder.h"
 #include "qz_dsc/DataSourceUnitDecoder.h"
+#include "qz_dsc/IDSPersistXML.h"
+#include "qz_dsc/IDataSourceUnitCtrl.h"
+#include "qz_dsc/IDataSourceUnitMgrCtrl.h"
+#include "qz_math/Vector.h"
+#include "units/DataSourceUnitMgr.h"
 #include "xml/DataSourceUnitMgrDecoder.h"
+#include "xml/TimePairText.h"
 
 namespace {
 
@@ -94,6 +106,125 @@ void Walk(IXMLDOMElement* root) {
   }
 }
 
+// ---- load, save, load ------------------------------------------------------------
+
+ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> LoadedManager(IXMLDOMElement* root) {
+  ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> manager;
+  if (qz_dsc::CreateDataSourceUnitMgr(manager.GetAddressOf()) != S_OK) Fail("no manager");
+  ComPtr<qz_dsc::IDSPersistXML> persist;
+  manager->QueryInterface(uuidof<qz_dsc::IDSPersistXML>(), reinterpret_cast<void**>(persist.GetAddressOf()));
+  if (!persist->LoadXML(root, L"")) return {};
+  return manager;
+}
+
+// A saved time as it reads back.
+std::int64_t ThroughTimePair(std::int64_t t) {
+  std::int64_t back = 0;
+  if (!qz_dsc::TimePairText::Parse(qz_dsc::TimePairText::Format(t), back)) Fail("a written time pair does not read");
+  return back;
+}
+
+// Equal, or both not equal to themselves (NaN anywhere in them).
+template <class T>
+bool Same(const T& a, const T& b) {
+  return a == b || (!(a == a) && !(b == b));
+}
+
+// The stream's samples by key, read through the overlay adapter.
+template <class T>
+bool StoredSamples(qz_ds::DataSource& source, qz_dsc::IDataSourceUnit* unit, const std::wstring& name,
+                   std::vector<std::pair<std::int64_t, T>>& out) {
+  auto stream = std::dynamic_pointer_cast<qz_ds::DataSourceStream<T>>(source.GetStream(name));
+  if (!stream) return false;
+  std::int64_t offset = 0;
+  if (unit->GetStreamVideoOffset(name, &offset) != S_OK) Fail("a listed stream has no video offset");
+  stream->GetSamples(INT64_MIN, INT64_MAX, out);
+  for (auto& sample : out) sample.first = static_cast<std::int64_t>(static_cast<std::uint64_t>(sample.first) -
+                                                                    static_cast<std::uint64_t>(offset));
+  return true;
+}
+
+template <class T>
+bool CompareStream(qz_ds::DataSource& a, qz_dsc::IDataSourceUnit* unitA, qz_ds::DataSource& b,
+                   qz_dsc::IDataSourceUnit* unitB, const std::wstring& name) {
+  std::vector<std::pair<std::int64_t, T>> before;
+  std::vector<std::pair<std::int64_t, T>> after;
+  if (!StoredSamples(a, unitA, name, before)) return false;
+  if (!StoredSamples(b, unitB, name, after)) Fail("a stream changed its type through a save and load");
+  std::map<std::int64_t, T> expected;
+  for (const auto& [t, v] : before) {
+    // Times that fold onto one another (negative times lose their sign) keep
+    // only one sample; such streams are compared by count alone.
+    if (!expected.emplace(ThroughTimePair(t), v).second) {
+      if (after.size() > before.size()) Fail("a save and load added samples");
+      return true;
+    }
+  }
+  if (after.size() != expected.size()) Fail("a save and load changed a stream's sample count");
+  std::sort(after.begin(), after.end(), [](const auto& x, const auto& y) { return x.first < y.first; });
+  auto it = expected.begin();
+  for (const auto& [t, v] : after) {
+    if (t != it->first || !Same(v, it->second)) Fail("a save and load changed a sample");
+    ++it;
+  }
+  return true;
+}
+
+void CompareUnits(qz_dsc::IDataSourceUnitMgrCtrl* first, qz_dsc::IDataSourceUnitMgrCtrl* second) {
+  if (first->GetDataSourceCount() != second->GetDataSourceCount()) Fail("a save and load changed the unit count");
+  const auto infosA = first->GetDataSourceInfos();
+  const auto infosB = second->GetDataSourceInfos();
+  for (std::size_t i = 0; i < infosA.size(); ++i) {
+    if (infosA[i].GetId() != infosB[i].GetId()) Fail("a save and load changed an id");
+    const auto& streamsA = infosA[i].GetStreams();
+    const auto& streamsB = infosB[i].GetStreams();
+    if (streamsA.size() != streamsB.size()) Fail("a save and load changed a unit's streams");
+    ComPtr<qz_dsc::IDataSourceUnit> unitA;
+    ComPtr<qz_dsc::IDataSourceUnit> unitB;
+    first->GetDataSourceByIndex(static_cast<std::int32_t>(i), uuidof<qz_dsc::IDataSourceUnit>(),
+                                reinterpret_cast<void**>(unitA.GetAddressOf()));
+    second->GetDataSourceByIndex(static_cast<std::int32_t>(i), uuidof<qz_dsc::IDataSourceUnit>(),
+                                 reinterpret_cast<void**>(unitB.GetAddressOf()));
+    auto a = unitA->CreateOverlayDataSource();
+    auto b = unitB->CreateOverlayDataSource();
+    for (std::size_t s = 0; s < streamsA.size(); ++s) {
+      const std::wstring& name = streamsA[s].GetName();
+      if (name != streamsB[s].GetName() || streamsA[s].GetType() != streamsB[s].GetType()) {
+        Fail("a save and load changed a stream's name or type");
+      }
+      static_cast<void>(CompareStream<int>(*a, unitA.Get(), *b, unitB.Get(), name) ||
+                        CompareStream<double>(*a, unitA.Get(), *b, unitB.Get(), name) ||
+                        CompareStream<std::wstring>(*a, unitA.Get(), *b, unitB.Get(), name) ||
+                        CompareStream<qz_math::Vector2>(*a, unitA.Get(), *b, unitB.Get(), name) ||
+                        CompareStream<qz_math::VectorN<6>>(*a, unitA.Get(), *b, unitB.Get(), name));
+    }
+  }
+}
+
+void RoundTrip(IXMLDOMElement* root) {
+  auto first = LoadedManager(root);
+  if (!first) return;
+  ComPtr<IXMLDOMDocument> saved;
+  if (qz_dsc::DataSourceEncDecCommon::CreateDocument(saved.GetAddressOf()) != S_OK) Fail("no document");
+  auto* own = dynamic_cast<qz_dsc::DataSourceUnitMgr*>(first.Get());
+  const auto outcome = own->SaveXMLChecked(saved.Get(), L"");
+  if (!outcome.written) Fail("a loaded list could not be saved");
+  if (outcome.unitFailed || first->IsEmpty()) return;  // refused values are the save's to report
+  std::wstring text;
+  if (saved->get_xml(&text) != S_OK) Fail("a saved document has no text");
+  ComPtr<IXMLDOMDocument> again;
+  VARIANT_BOOL ok = VARIANT_FALSE;
+  if (qz_dsc::DataSourceEncDecCommon::CreateDocument(again.GetAddressOf()) != S_OK ||
+      again->loadXML(text, &ok) != S_OK || ok != VARIANT_TRUE) {
+    Fail("a saved document does not parse");
+  }
+  ComPtr<IXMLDOMElement> savedRoot;
+  again->get_documentElement(savedRoot.GetAddressOf());
+  auto second = LoadedManager(savedRoot.Get());
+  if (!second) Fail("a saved document does not load");
+  CompareUnits(first.Get(), second.Get());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -107,6 +238,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   ComPtr<IXMLDOMElement> root;
-  if (doc->get_documentElement(root.GetAddressOf()) == S_OK && root) Walk(root.Get());
+  if (doc->get_documentElement(root.GetAddressOf()) == S_OK && root) {
+    Walk(root.Get());
+    RoundTrip(root.Get());
+  }
   return 0;
 }

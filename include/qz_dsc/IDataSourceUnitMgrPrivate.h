@@ -30,9 +30,12 @@ struct IDataSourceUnitMgrPrivate : public IUnknown {
   virtual void QZ_STDMETHODCALLTYPE SetAllStreamsOption(std::int64_t value) = 0;
   virtual void QZ_STDMETHODCALLTYPE SetStartTime(std::int64_t t) = 0;
   virtual std::int64_t QZ_STDMETHODCALLTYPE GetStartTime() = 0;
-  // Merges the data sources that query selects (below node) into the list
-  // by id: samples at an equal time are replaced, others are added, and
-  // units the document does not mention are kept. Merging a list saved from
+  // Merges the data sources that query selects into the list by id: samples
+  // at an equal time are replaced, others are added, and units the document
+  // does not mention are kept. query is an XPath relative to the data source
+  // list found below node (e.g. "DataSource[@name='A']"); an empty query
+  // takes every data source of the list. False when node holds no list or
+  // the query does not parse. Merging a list saved from
   // this same manager adds its samples at one second and later a second
   // time, at shifted times, because the document's time texts read back
   // differently from those times on.

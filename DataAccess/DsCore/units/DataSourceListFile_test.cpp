@@ -281,5 +281,17 @@ TEST_F(DataSourceListFileTest, EndToEndLoadAlignReadSaveAndReload) {
   EXPECT_NE(Read("copy.xml").find("dataFilename=\"./rate.csv\""), std::string::npos);  // relative to the document
 }
 
+TEST_F(DataSourceListFileTest, TheBundledExampleLoadsWhole) {
+  auto manager = NewManager();
+  const auto result = LoadDataSourceListFile(manager.Get(), fs::path(DSCORE_EXAMPLES_DIR "/datasource_list.xml").wstring());
+  ASSERT_TRUE(result && result.LoadedWhole() && result.failedImports == 0) << Narrow(result.message);
+  std::size_t streams = 0;
+  for (const auto& info : manager->GetDataSourceInfos()) streams += info.GetStreams().size();
+  EXPECT_EQ(manager->GetDataSourceCount(), 3);
+  EXPECT_EQ(streams, 8u);
+  EXPECT_EQ(Samples<double>(manager.Get(), L"Vehicle", L"Speed").size(), 2000u);
+  EXPECT_EQ(Samples<int>(manager.Get(), L"Heart rate", L"BPM").size(), 2400u);
+}
+
 }  // namespace
 }  // namespace qz_dsc
