@@ -20,11 +20,13 @@ step() {
 }
 
 step info "$list"
-step value "$list" Vehicle Speed --at 0.25 --at 0.5 --at 2
+# Recorded streams hold each sample; the imported heart rate is interpolated.
+step value "$list" Vehicle Speed --at 0 --at 5.25 --at 0:18.5
 step value "$list" "Heart rate" BPM --at 1 --at 1.25 --time-format MilliSeconds
 step stats "$list" "Heart rate" BPM
+step stats "$list" Vehicle Speed --from 5 --to 15
 step export "$list" Vehicle --csv "$out/vehicle.csv"
-head -n 5 "$out/vehicle.csv"
+head -n 4 "$out/vehicle.csv"
 step plot "$list" "Heart rate" BPM --svg "$out/heart_rate.svg"
 echo
 echo "Plot written to $out/heart_rate.svg"
