@@ -61,6 +61,10 @@ constexpr const char* kList = R"(<?xml version="1.0" encoding="UTF-8"?>
         freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0 0" flowType="1" valueUnit="m">
         <Value TimeStamp="0 250">1.5 2</Value>
       </DataSourceStream>
+      <DataSourceStream xsi:type="DataSourceVector6StreamType" name="IMU" StreamClassID="2" limitCount="0"
+        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0 0 0 0 0 0" flowType="1" valueUnit="">
+        <Value TimeStamp="0 100">0.5 -1 2 0 1e-3 6</Value>
+      </DataSourceStream>
     </DataSource>
   </mpeg7:DescriptionUnit>
 </mpeg7:Mpeg7>
@@ -190,14 +194,14 @@ TEST_F(DscoreTool, StatsOverAnIntervalAsTableAndJson) {
 TEST_F(DscoreTool, InfoShowsEveryStreamAsTableAndJson) {
   ToolRun run = Dscore({"info", P("list.xml")});
   ASSERT_EQ(run.code, 0) << run.err;
-  EXPECT_NE(run.out.find("Car (internal, 4 streams)"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("Car (internal, 5 streams)"), std::string::npos) << run.out;
   for (const char* name : {"Speed", "Gear", "Note", "Pos", "Vector 2", "m/s"}) {
     EXPECT_NE(run.out.find(name), std::string::npos) << name;
   }
   run = Dscore({"info", P("list.xml"), "--json"});
   const auto info = nlohmann::json::parse(run.out);
   ASSERT_EQ(info["dataSources"].size(), 1u);
-  EXPECT_EQ(info["dataSources"][0]["streams"].size(), 4u);
+  EXPECT_EQ(info["dataSources"][0]["streams"].size(), 5u);
   for (const auto& stream : info["dataSources"][0]["streams"]) {
     if (stream["name"] == "Speed") {
       EXPECT_EQ(stream["sampleCount"], 3);
@@ -215,6 +219,8 @@ TEST_F(DscoreTool, ExportWritesOneRowPerTimeWithEmptyCells) {
   EXPECT_NE(csv.find("time,"), std::string::npos);
   EXPECT_NE(csv.find("Speed [m/s]"), std::string::npos) << csv;
   EXPECT_NE(csv.find("Pos.x [m],Pos.y [m]"), std::string::npos) << csv;
+  EXPECT_NE(csv.find("IMU.0,IMU.1,IMU.2,IMU.3,IMU.4,IMU.5"), std::string::npos) << csv;
+  EXPECT_NE(csv.find("0.5,-1.0,2.0,0.0,0.001,6.0"), std::string::npos) << csv;
   EXPECT_NE(csv.find("\"go, \"\"now\"\"\""), std::string::npos) << csv;
   EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 6);  // header and 5 distinct times
   EXPECT_FALSE(fs::exists(P("car.csv") + ".dscore-tmp"));
@@ -304,7 +310,7 @@ TEST_F(DscoreTool, SnapshotMakeThenDumpAndDamagedRecords) {
   ASSERT_EQ(run.code, 0) << run.err;
   run = Dscore({"snapshot", "dump", P("car.bin")});
   ASSERT_EQ(run.code, 0) << run.err;
-  EXPECT_NE(run.out.find("data source 'Car': 4 streams"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("data source 'Car': 5 streams"), std::string::npos) << run.out;
   EXPECT_NE(run.out.find("stream 'Speed': type 3"), std::string::npos) << run.out;
   EXPECT_NE(run.out.find("    0.5000000\t4.25\n"), std::string::npos) << run.out;
 
@@ -312,11 +318,16 @@ TEST_F(DscoreTool, SnapshotMakeThenDumpAndDamagedRecords) {
   WriteFile(Path("short.bin"), bytes.substr(0, bytes.size() - 3));
   WriteFile(Path("long.bin"), bytes + "xyz");
   WriteFile(Path("empty.bin"), "");
+  // The first stream's type field (after the 18-byte header, "Gear" and the
+  // reserved word) says 3-vector, which has no buffer.
+  std::string wrongType = bytes;
+  wrongType[18 + 12 + 4] = 6;
+  WriteFile(Path("type.bin"), wrongType);
   // An id of -1 characters: the reader's length error.
   WriteFile(Path("negative.bin"), std::string("\xff\xff\xff\xff\0\0\0\0\0\0\0\0", 12));
   const std::vector<std::pair<std::string, std::string>> damaged = {
-      {"short.bin", "stream 4 of 4"}, {"long.bin", "3 bytes follow"}, {"empty.bin", "header"},
-      {"negative.bin", "negative"}};
+      {"short.bin", "stream 5 of 5"}, {"long.bin", "3 bytes follow"}, {"empty.bin", "header"},
+      {"negative.bin", "negative"}, {"type.bin", "stream 1 of 5 (at byte 18) 'Gear' has value type 6"}};
   for (const auto& [file, reason] : damaged) {
     run = Dscore({"snapshot", "dump", P(file)});
     EXPECT_EQ(run.code, 1) << file;
@@ -324,6 +335,51 @@ TEST_F(DscoreTool, SnapshotMakeThenDumpAndDamagedRecords) {
     EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
     EXPECT_TRUE(run.out.empty());
   }
+}
+
+TEST_F(DscoreTool, TimeTextsWithQuotesOrCommasAreQuotedInCsv) {
+  ToolRun run = Dscore({"export", P("list.xml"), "Car", "--csv", "-", "--time-format", "Sport"});
+  ASSERT_EQ(run.code, 0) << run.err;
+  // 0 s in the sport format is 0 and a double quote.
+  EXPECT_NE(run.out.find("\n\"0\"\"\",1,"), std::string::npos) << run.out;
+  run = Dscore({"export", P("list.xml"), "Car", "--csv", "-", "--time-format", "0"});
+  EXPECT_NE(run.out.find("\n00:00:00.250_0000,"), std::string::npos) << run.out;
+}
+
+TEST_F(DscoreTool, ExternalSourceRefersToTheFileBesideTheList) {
+  WriteFile(Path("hr.csv"), "t;BPM [1/min]\n0;60\n1;70\n");
+  ToolRun run =
+      Dscore({"import", P("hr.csv"), "--into", P("list.xml"), "--source", "HR", "--settings", R"({"separator":";"})"});
+  ASSERT_EQ(run.code, 0) << run.err;
+  const std::string xml = ReadFile(Path("list.xml"));
+  EXPECT_NE(xml.find("dataFilename=\"./hr.csv\""), std::string::npos) << xml;
+  EXPECT_NE(xml.find("converterName=\"QZ.CSV\""), std::string::npos);
+  EXPECT_NE(xml.find("PersistencyDataJSON=\"{&quot;separator&quot;:&quot;;&quot;}\""), std::string::npos) << xml;
+  // Imported streams interpolate between samples; the load reads the file again.
+  run = Dscore({"value", P("list.xml"), "HR", "BPM", "--at", "0.25"});
+  EXPECT_EQ(run.out, "0.2500000\t62\n") << run.err;
+  EXPECT_EQ(run.err.find('\r'), std::string::npos);
+
+  // Without its file the source still loads, and info says the import failed.
+  fs::remove(Path("hr.csv"));
+  run = Dscore({"info", P("list.xml"), "--json"});
+  ASSERT_EQ(run.code, 0) << run.err;
+  const auto info = nlohmann::json::parse(run.out);
+  EXPECT_EQ(info["dataSources"][1]["name"], "HR");
+  EXPECT_EQ(info["dataSources"][1]["importFailed"], true);
+  EXPECT_FALSE(run.err.empty());
+}
+
+TEST_F(DscoreTool, ReplaceSwapsTheSourceAndBackwardTimesAreReported) {
+  WriteFile(Path("a.csv"), "time,v\n0,1\n2,3\n1,2\n");
+  ToolRun run = Dscore({"import", P("a.csv"), "--into", P("list.xml"), "--source", "Car", "--replace"});
+  ASSERT_EQ(run.code, 0) << run.err;
+  EXPECT_NE(run.err.find("a.csv:4"), std::string::npos) << run.err;
+  run = Dscore({"info", P("list.xml"), "--json"});
+  const auto info = nlohmann::json::parse(run.out);
+  ASSERT_EQ(info["dataSources"].size(), 1u);
+  EXPECT_EQ(info["dataSources"][0]["external"], true);
+  EXPECT_EQ(Dscore({"cat", P("list.xml"), "Car", "v"}).out, "0.0000000\t1\n1.0000000\t2\n2.0000000\t3\n");
 }
 
 }  // namespace
