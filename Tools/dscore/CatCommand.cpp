@@ -21,7 +21,9 @@ struct CatOptions {
 
 void RunCat(const CatOptions& options) {
   const auto times = TimeText::FromOption(options.timeFormat, options.frameRate);
-  const auto [from, to] = options.stream.Interval();
+  const auto interval = options.stream.Interval();
+  const std::int64_t from = interval.first;
+  const std::int64_t to = interval.second;
   const auto document = ListDocument::Load(options.stream.list);
   const auto source = document.RequireSource(options.stream.source);
   const auto stream = ListDocument::RequireStream(source.Get(), options.stream.stream);

@@ -27,10 +27,12 @@ struct PlotOptions {
 };
 
 void RunPlot(const PlotOptions& options) {
-  StreamOptions interval;
-  interval.from = options.from;
-  interval.to = options.to;
-  const auto [from, to] = interval.Interval();
+  StreamOptions bounds;
+  bounds.from = options.from;
+  bounds.to = options.to;
+  const auto interval = bounds.Interval();
+  const std::int64_t from = interval.first;
+  const std::int64_t to = interval.second;
   const auto document = ListDocument::Load(options.list);
   const auto source = document.RequireSource(options.source);
 

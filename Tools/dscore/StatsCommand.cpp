@@ -51,7 +51,9 @@ std::string Rounded(double value) {
 }
 
 void RunStats(const StatsOptions& options) {
-  const auto [from, to] = options.stream.Interval();
+  const auto interval = options.stream.Interval();
+  const std::int64_t from = interval.first;
+  const std::int64_t to = interval.second;
   const auto document = ListDocument::Load(options.stream.list);
   const auto source = document.RequireSource(options.stream.source);
   const auto stream = ListDocument::RequireStream(source.Get(), options.stream.stream);
