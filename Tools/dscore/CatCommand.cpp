@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "Commands.h"
-#include "ListDocument.h"
 #include "StreamOptions.h"
 #include "TimeText.h"
 #include "ValueText.h"
@@ -24,9 +23,7 @@ void RunCat(const CatOptions& options) {
   const auto interval = options.stream.Interval();
   const std::int64_t from = interval.first;
   const std::int64_t to = interval.second;
-  const auto document = ListDocument::Load(options.stream.list);
-  const auto source = document.RequireSource(options.stream.source);
-  const auto stream = ListDocument::RequireStream(source.Get(), options.stream.stream);
+  const auto stream = options.stream.Open();
   std::string out;
   stream.Visit([&](const auto& typed) {
     for (const auto& [time, value] : SamplesOf(typed, from, to)) {

@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include "Commands.h"
-#include "ListDocument.h"
 #include "StreamOptions.h"
 #include "TextTable.h"
 #include "TimeText.h"
@@ -54,9 +53,7 @@ void RunStats(const StatsOptions& options) {
   const auto interval = options.stream.Interval();
   const std::int64_t from = interval.first;
   const std::int64_t to = interval.second;
-  const auto document = ListDocument::Load(options.stream.list);
-  const auto source = document.RequireSource(options.stream.source);
-  const auto stream = ListDocument::RequireStream(source.Get(), options.stream.stream);
+  const auto stream = options.stream.Open();
   const auto names = stream.ComponentNames();
   std::vector<Moments> moments(names.size());
   std::size_t count = 0;

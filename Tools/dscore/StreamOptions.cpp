@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "ListDocument.h"
 #include "TimeText.h"
 #include "ToolError.h"
 
@@ -22,6 +23,12 @@ std::pair<std::int64_t, std::int64_t> StreamOptions::Interval() const {
   const std::int64_t last = to.empty() ? kLatest : TimeText::Parse("--to", to);
   if (first > last) FailUsage("--from " + from + " is after --to " + to);
   return {first, last};
+}
+
+StreamHandle StreamOptions::Open() const {
+  const auto document = ListDocument::Load(list);
+  const auto unit = document.RequireSource(source);
+  return ListDocument::RequireStream(unit.Get(), stream);
 }
 
 }  // namespace dscore_cli

@@ -25,6 +25,9 @@ struct StreamOptions {
   // The interval in ticks, open ends taken as the earliest and latest
   // times; ToolError (bad usage) for an unreadable time or from > to.
   [[nodiscard]] std::pair<std::int64_t, std::int64_t> Interval() const;
+  // Loads the list and finds the stream; ToolError as ListDocument. The
+  // stream outlives the list's manager.
+  [[nodiscard]] StreamHandle Open() const;
 };
 
 }  // namespace dscore_cli

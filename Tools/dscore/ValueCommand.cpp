@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "Commands.h"
-#include "ListDocument.h"
 #include "StreamOptions.h"
 #include "TimeText.h"
 #include "ValueText.h"
@@ -24,9 +23,7 @@ void RunValue(const ValueOptions& options) {
   const auto times = TimeText::FromOption(options.timeFormat, options.frameRate);
   std::vector<std::int64_t> ticks;
   for (const auto& text : options.at) ticks.push_back(TimeText::Parse("--at", text));
-  const auto document = ListDocument::Load(options.stream.list);
-  const auto source = document.RequireSource(options.stream.source);
-  const auto stream = ListDocument::RequireStream(source.Get(), options.stream.stream);
+  const auto stream = options.stream.Open();
   stream.Visit([&](const auto& typed) {
     for (const std::int64_t t : ticks) {
       typename std::decay_t<decltype(*typed)>::Sample::second_type value{};
