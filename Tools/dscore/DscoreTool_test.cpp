@@ -264,7 +264,9 @@ TEST_F(DscoreTool, FailedImportLeavesTheListAsItWas) {
   WriteFile(Path("bad.csv"), "time,a,b\n0,1,2\n1,1\n");
   WriteFile(Path("cell.csv"), "time,a\n0,1\n1,abc\n");
   WriteFile(Path("empty.csv"), "");
-  for (const char* file : {"bad.csv", "empty.csv"}) {
+  // One line longer than the importer reads into memory (64 MiB).
+  WriteFile(Path("longline.csv"), "time,v\n0," + std::string((std::size_t{64} << 20) + 1, 'x') + "\n");
+  for (const char* file : {"bad.csv", "empty.csv", "longline.csv"}) {
     const ToolRun run = Dscore({"import", P(file), "--into", P("list.xml"), "--source", "New"});
     EXPECT_EQ(run.code, 1) << file;
     EXPECT_NE(run.err.find(file), std::string::npos) << run.err;
