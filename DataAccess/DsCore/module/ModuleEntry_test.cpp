@@ -10,13 +10,16 @@ namespace qz_dsc {
 namespace {
 
 using qz_com::ComPtr;
+using Manager = ComPtr<IDataSourceUnitMgrCtrl>;
 
 ComPtr<IClassFactory> ClassObject() {
   ComPtr<IClassFactory> factory;
-  EXPECT_EQ(DllGetClassObject(CLSID_DataSourceUnitMgr, uuidof<IClassFactory>(),
-                              reinterpret_cast<void**>(factory.GetAddressOf())),
-            S_OK);
+  EXPECT_EQ(DllGetClassObject(CLSID_DataSourceUnitMgr, uuidof<IClassFactory>(), reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
   return factory;
+}
+
+HRESULT Create(IClassFactory* factory, IUnknown* outer, REFIID riid, Manager& out) {
+  return factory->CreateInstance(outer, riid, reinterpret_cast<void**>(out.ReleaseAndGetAddressOf()));
 }
 
 TEST(ModuleEntry, ClassObjectMakesManagersOfItsOneClass) {
@@ -26,17 +29,10 @@ TEST(ModuleEntry, ClassObjectMakesManagersOfItsOneClass) {
   EXPECT_EQ(DllGetClassObject(CLSID_DataSourceUnitMgr, uuidof<IClassFactory>(), nullptr), E_POINTER);
   EXPECT_EQ(DllGetClassObject(CLSID_DataSourceUnitMgr, uuidof<IDataSourceUnitMgr>(), &out), E_NOINTERFACE);
   auto factory = ClassObject();
-  ASSERT_TRUE(factory);
-  ComPtr<IDataSourceUnitMgrCtrl> manager;
-  EXPECT_EQ(factory->CreateInstance(factory.Get(), uuidof<IDataSourceUnitMgrCtrl>(),
-                                    reinterpret_cast<void**>(manager.GetAddressOf())),
-            CLASS_E_NOAGGREGATION);
-  EXPECT_EQ(factory->CreateInstance(nullptr, uuidof<IClassFactory>(), reinterpret_cast<void**>(manager.GetAddressOf())),
-            E_NOINTERFACE);
-  ASSERT_EQ(factory->CreateInstance(nullptr, uuidof<IDataSourceUnitMgrCtrl>(),
-                                    reinterpret_cast<void**>(manager.GetAddressOf())),
-            S_OK);
-  EXPECT_TRUE(manager->IsEmpty());
+  Manager manager;
+  EXPECT_EQ(Create(factory.Get(), factory.Get(), uuidof<IDataSourceUnitMgrCtrl>(), manager), CLASS_E_NOAGGREGATION);
+  EXPECT_EQ(Create(factory.Get(), nullptr, uuidof<IClassFactory>(), manager), E_NOINTERFACE);
+  ASSERT_EQ(Create(factory.Get(), nullptr, uuidof<IDataSourceUnitMgrCtrl>(), manager), S_OK);
   manager->AddRef();
   EXPECT_EQ(manager->Release(), 1u);  // the caller's reference only
   EXPECT_EQ(DllRegisterServer(), S_OK);
@@ -48,23 +44,18 @@ TEST(ModuleEntry, UnloadOnlyWithoutLiveObjectsOrLocks) {
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
   auto factory = ClassObject();
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);  // the class object itself
+  Manager manager;
+  ASSERT_EQ(Create(factory.Get(), nullptr, uuidof<IDataSourceUnitMgrCtrl>(), manager), S_OK);
   EXPECT_EQ(factory->LockServer(true), S_OK);
-  ComPtr<IDataSourceUnitMgrCtrl> manager;
-  ASSERT_EQ(CreateDataSourceUnitMgr(manager.GetAddressOf()), S_OK);
   factory.Reset();
-  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
   manager.Reset();
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);  // the server lock
-  factory = ClassObject();
-  EXPECT_EQ(factory->LockServer(false), S_OK);
-  EXPECT_EQ(factory->LockServer(false), S_OK);  // one too many: the count stays at 0
-  factory.Reset();
+  EXPECT_EQ(ClassObject()->LockServer(false), S_OK);
+  EXPECT_EQ(ClassObject()->LockServer(false), S_OK);  // one too many: the count stays at 0
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
-  factory = ClassObject();
-  EXPECT_EQ(factory->LockServer(true), S_OK);
-  factory.Reset();
+  EXPECT_EQ(ClassObject()->LockServer(true), S_OK);
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
-  ClassObject()->LockServer(false);
+  EXPECT_EQ(ClassObject()->LockServer(false), S_OK);
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
 }
 

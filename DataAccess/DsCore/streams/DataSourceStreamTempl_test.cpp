@@ -539,7 +539,7 @@ TEST(StreamPersistence, BundledExampleLoadsThroughTheStreams) {
       ++loaded;
     }
   }
-  EXPECT_EQ(loaded, 2u);
+  EXPECT_EQ(loaded, 7u);
 }
 
 // ---- snapshots ------------------------------------------------------------------
