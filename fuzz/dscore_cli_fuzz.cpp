@@ -1,7 +1,7 @@
 // The dscore command line on arbitrary arguments (one per input line): every
 // run must end in exit code 0, 1 or 2, never in a crash or an exception that
-// escapes the tool. It runs in a scratch folder of its own holding a small
-// list with an internal and an external data source; arguments with a "/"
+// escapes the tool. It runs in a scratch folder of its own holding the tool
+// tests' list with an external data source added; arguments with a "/"
 // and the import subcommand (which changes the list) are refused, so every
 // run reads the same files and writes only inside that folder.
 #include <unistd.h>
@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <iostream>
 #include <streambuf>
 #include <string>
@@ -24,37 +25,18 @@ namespace {
 constexpr std::size_t kMaxInput = 4096;
 constexpr std::size_t kMaxArguments = 16;
 
-constexpr const char* kList = R"(<?xml version="1.0" encoding="UTF-8"?>
-<mpeg7:Mpeg7 xmlns:mpeg7="urn:mpeg:mpeg7:schema:2001">
-  <mpeg7:DescriptionUnit xmlns:xsi="urn:mpeg:mpeg7:schema:2001" xsi:type="DataSourceListType" versionNbr="1 0">
-    <DataSource name="Car">
-      <DataSourceStream xsi:type="DataSourceFloatStreamType" name="Speed" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0" flowType="1" valueUnit="m/s">
-        <Value TimeStamp="0 0">1</Value><Value TimeStamp="1 1500">4.25</Value>
-      </DataSourceStream>
-      <DataSourceStream xsi:type="DataSourceStringStreamType" name="Note" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="" flowType="2" valueUnit="">
-        <Value TimeStamp="0 100">go</Value>
-      </DataSourceStream>
-      <DataSourceStream xsi:type="DataSourceVector6StreamType" name="IMU" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0 0 0 0 0 0" flowType="1" valueUnit="">
-        <Value TimeStamp="0 100">0.5 -1 2 0 1e-3 6</Value>
-      </DataSourceStream>
-    </DataSource>
-    <DataSource name="HR" isExternal="yes" dataFilename="./hr.csv" converterName="QZ.CSV">
+// Added to the tool tests' list: an external source read from hr.csv.
+constexpr const char* kExternalSource = R"(<DataSource name="HR" isExternal="yes" dataFilename="./hr.csv" converterName="QZ.CSV">
       <DataSourceStream xsi:type="DataSourceIntStreamType" name="BPM" StreamClassID="2" limitCount="0"
         freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0" flowType="1" valueUnit="1/min"/>
     </DataSource>
-  </mpeg7:DescriptionUnit>
-</mpeg7:Mpeg7>
-)";
+  )";
 
 // Swallows the tool's output.
 class NullBuffer : public std::streambuf {
  protected:
   int overflow(int c) override { return c; }
 };
-
 
 std::filesystem::path g_scratch;
 
@@ -68,7 +50,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     std::error_code error;
     std::filesystem::remove_all(g_scratch, error);
   });
-  std::ofstream("list.xml") << kList;
+  std::ifstream in(DSCORE_TOOL_TESTDATA "/car_list.xml");
+  std::string list((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const auto end = list.find("</mpeg7:DescriptionUnit>");
+  if (end == std::string::npos) std::abort();
+  list.insert(end, kExternalSource);
+  std::ofstream("list.xml") << list;
   std::ofstream("hr.csv") << "time,BPM\n0,60\n0.5,61\n2,70\n";
   static NullBuffer null;
   std::cout.rdbuf(&null);

@@ -39,36 +39,9 @@ std::string Quote(const std::string& arg) {
   return quoted + "'";
 }
 
-// A list with an internal source of every internal type, times below and
-// above one second.
-constexpr const char* kList = R"(<?xml version="1.0" encoding="UTF-8"?>
-<mpeg7:Mpeg7 xmlns:mpeg7="urn:mpeg:mpeg7:schema:2001">
-  <mpeg7:DescriptionUnit xmlns:xsi="urn:mpeg:mpeg7:schema:2001" xsi:type="DataSourceListType" versionNbr="1 0">
-    <DataSource name="Car">
-      <DataSourceStream xsi:type="DataSourceFloatStreamType" name="Speed" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0" flowType="1" valueUnit="m/s">
-        <Value TimeStamp="0 0">1</Value><Value TimeStamp="0 500">4.25</Value><Value TimeStamp="0 750">-2.5</Value>
-      </DataSourceStream>
-      <DataSourceStream xsi:type="DataSourceIntStreamType" name="Gear" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0" flowType="1" valueUnit="">
-        <Value TimeStamp="0 250">1</Value><Value TimeStamp="0 500">2</Value>
-      </DataSourceStream>
-      <DataSourceStream xsi:type="DataSourceStringStreamType" name="Note" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="" flowType="1" valueUnit="">
-        <Value TimeStamp="0 100">go, "now"</Value>
-      </DataSourceStream>
-      <DataSourceStream xsi:type="DataSourceVector2StreamType" name="Pos" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0 0" flowType="1" valueUnit="m">
-        <Value TimeStamp="0 250">1.5 2</Value>
-      </DataSourceStream>
-      <DataSourceStream xsi:type="DataSourceVector6StreamType" name="IMU" StreamClassID="2" limitCount="0"
-        freezeDelay="0 0" dataVideoOffset64="0" defaultValue="0 0 0 0 0 0" flowType="1" valueUnit="">
-        <Value TimeStamp="0 100">0.5 -1 2 0 1e-3 6</Value>
-      </DataSourceStream>
-    </DataSource>
-  </mpeg7:DescriptionUnit>
-</mpeg7:Mpeg7>
-)";
+// testdata/car_list.xml: an internal source with a stream of every internal
+// type, all samples below one second.
+std::string CarList() { return ReadFile(DSCORE_TOOL_TESTDATA "/car_list.xml"); }
 
 class DscoreTool : public ::testing::Test {
  protected:
@@ -77,7 +50,7 @@ class DscoreTool : public ::testing::Test {
             ("dscore_tool_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     fs::remove_all(m_dir);
     fs::create_directories(m_dir);
-    WriteFile(Path("list.xml"), kList);
+    WriteFile(Path("list.xml"), CarList());
   }
   void TearDown() override { fs::remove_all(m_dir); }
 
@@ -282,7 +255,7 @@ TEST_F(DscoreTool, FailedImportLeavesTheListAsItWas) {
 }
 
 TEST_F(DscoreTool, ListThatDidNotLoadWholeIsOnlyOverwrittenWithForce) {
-  std::string partial = kList;
+  std::string partial = CarList();
   partial.replace(partial.find("DataSourceIntStreamType"), 23, "DataSourceBooleanStreamType");
   WriteFile(Path("list.xml"), partial);
   WriteFile(Path("data.csv"), "time,v\n0,1\n");
