@@ -23,7 +23,8 @@ namespace qz_dsc::csv {
 namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::size_t kReadBlockBytes = std::size_t{1} << 20;
+constexpr std::size_t kReadBlockBytes = std::size_t{64} << 10;
+constexpr std::size_t kInitialFieldBlock = 128;
 
 bool IsBlankLine(std::string_view piece) noexcept {
   return piece.find_first_not_of(" \t\r\n") == std::string_view::npos;
@@ -36,6 +37,7 @@ class CsvTableReader::Session {
   explicit Session(const CsvTableReader& reader) : m_reader(reader), m_skipLeft(reader.m_skipRows) {
     if (csv_init(&m_parser, CSV_STRICT | CSV_STRICT_FINI) != 0) throw std::bad_alloc();
     csv_set_delim(&m_parser, static_cast<unsigned char>(reader.m_separator));
+    csv_set_blk_size(&m_parser, kInitialFieldBlock);
   }
   ~Session() { csv_free(&m_parser); }
   Session(const Session&) = delete;
@@ -93,6 +95,10 @@ class CsvTableReader::Session {
     if (m_parser.entry_pos > m_reader.m_maxLineBytes) {
       Fail(m_rowLine, L"field longer than " + std::to_wstring(m_reader.m_maxLineBytes) + L" bytes");
     }
+    // libcsv grows its field buffer by a fixed block; growing the block with
+    // the buffer keeps a long field from costing quadratic copying.
+    const std::size_t buffer = csv_get_buffer_size(&m_parser);
+    if (buffer > kInitialFieldBlock) csv_set_blk_size(&m_parser, buffer);
   }
 
   static void OnField(void* data, std::size_t size, void* self) noexcept {

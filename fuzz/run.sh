@@ -11,7 +11,7 @@ root=$PWD
 build=$(cd "${1:-build-fuzz}" && pwd)
 seconds=${FUZZ_SECONDS:-60}
 status=0
-for target in binary_deserializer snapshot_records time_text data_source_list dscore_cli; do
+for target in binary_deserializer snapshot_records time_text data_source_list csv_importer dscore_cli; do
   bin="$build/fuzz/fuzz_$target"
   opts=(-rss_limit_mb=2048 -timeout=10)
   [ "$target" = data_source_list ] && opts+=(-dict="$root/fuzz/xml.dict")
