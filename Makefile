@@ -1,9 +1,10 @@
 # Entry points: `make test` sets up a fresh Debian machine, builds and runs
 # every test; `make test-sanitize` does the same with ASan and UBSan;
 # `make test-thread` runs the concurrency tests under ThreadSanitizer;
-# `make check-headers` compiles each public header alone, also for Windows.
+# `make check-headers` compiles each public header alone, also for Windows;
+# `make demo` builds as `make test` does, then runs the dscore tool on examples/.
 # CXX=clang++ on the command line builds with Clang.
-.PHONY: all deps build test build-sanitize test-sanitize build-thread test-thread bench check-headers clean
+.PHONY: all deps build test demo build-sanitize test-sanitize build-thread test-thread bench check-headers clean
 
 BUILD_DIR ?= build
 SANITIZE_DIR ?= build-sanitize
@@ -28,6 +29,9 @@ build: deps
 
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+demo: build
+	DSCORE=$(BUILD_DIR)/Tools/dscore/dscore ./scripts/demo.sh $(BUILD_DIR)/demo
 
 build-sanitize: deps
 	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DDSCORE_SANITIZE=ON $(CXX_FLAG) $(CMAKE_FLAGS)

@@ -67,3 +67,10 @@ if(DSCORE_BUILD_TESTS)
       -P ${CMAKE_CURRENT_LIST_DIR}/InstallTest.cmake)
   set_tests_properties(InstalledPackage.HostBuildsAndRuns PROPERTIES TIMEOUT 600)
 endif()
+
+# The command-line tool, beside the libraries' folder and finding them
+# through a run path relative to its own.
+if(TARGET dscore_cli)
+  set_target_properties(dscore_cli PROPERTIES INSTALL_RPATH "${_dscore_origin}/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS dscore_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

@@ -6,22 +6,25 @@
 # failing ones to <build>/fuzz-artifacts/<target>/. Fails if any target does.
 set -uo pipefail
 cd "$(dirname "$0")/.."
-build=${1:-build-fuzz}
+# Absolute paths: a target may change its working folder (dscore_cli does).
+root=$PWD
+build=$(cd "${1:-build-fuzz}" && pwd)
 seconds=${FUZZ_SECONDS:-60}
 status=0
-for target in binary_deserializer snapshot_records time_text data_source_list csv_importer; do
+for target in binary_deserializer snapshot_records time_text data_source_list csv_importer dscore_cli; do
   bin="$build/fuzz/fuzz_$target"
   opts=(-rss_limit_mb=2048 -timeout=10)
-  [ "$target" = data_source_list ] && opts+=(-dict=fuzz/xml.dict)
-  if compgen -G "fuzz/regressions/$target/*" >/dev/null; then
+  [ "$target" = data_source_list ] && opts+=(-dict="$root/fuzz/xml.dict")
+  [ "$target" = dscore_cli ] && opts+=(-dict="$root/fuzz/dscore_cli.dict")
+  if compgen -G "$root/fuzz/regressions/$target/*" >/dev/null; then
     echo "== $target: past findings"
-    "$bin" "${opts[@]}" fuzz/regressions/"$target"/* || { echo "== $target: a past finding fails"; status=1; }
+    "$bin" "${opts[@]}" "$root"/fuzz/regressions/"$target"/* || { echo "== $target: a past finding fails"; status=1; }
   fi
   work="$build/fuzz-corpus/$target"
   artifacts="$build/fuzz-artifacts/$target"
   mkdir -p "$work" "$artifacts"
   echo "== $target: ${seconds} s"
   "$bin" "${opts[@]}" -max_total_time="$seconds" -artifact_prefix="$artifacts/" -print_final_stats=1 \
-    "$work" "fuzz/corpus/$target" || { echo "== $target: failed, input in $artifacts"; status=1; }
+    "$work" "$root/fuzz/corpus/$target" || { echo "== $target: failed, input in $artifacts"; status=1; }
 done
 exit $status
