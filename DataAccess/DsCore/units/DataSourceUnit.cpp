@@ -227,14 +227,8 @@ HRESULT CreateDataSourceUnit(const std::wstring& id, IDataSourceUnitCtrl** out) 
 }
 
 HRESULT CreateDataSourceUnitFromDecoder(const DataSourceUnitDecoder& decoder, IDataSourceUnitCtrl** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  qz_com::ComPtr<DataSourceUnit> unit;
-  unit.Attach(new (std::nothrow) DataSourceUnit(std::wstring()));
-  if (!unit) return E_OUTOFMEMORY;
-  if (!unit->LoadFromDecoder(decoder)) return E_FAIL;
-  *out = unit.Detach();
-  return S_OK;
+  return CreateLoadedUnit<DataSourceUnit>(
+      [&decoder](DataSourceUnit& unit) { return unit.LoadFromDecoder(decoder); }, out);
 }
 
 }  // namespace qz_dsc

@@ -25,11 +25,13 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "module/Check.h"
 #include "module/LiveObjects.h"
 #include "module/StringTable.h"
+#include "qz_com/ComPtr.h"
 #include "qz_com/OleAuto.h"
 #include "qz_dsc/BasicBinarySerializer.h"
 #include "qz_dsc/DataSourceStreamRoot.h"
@@ -332,5 +334,20 @@ class DataSourceUnitBase : public IDataSourceUnitCtrl, public IQZPropertySet, pu
   std::atomic<ULONG> m_refCount{1};
   live_objects::Counted m_counted;
 };
+
+// Makes a Unit with an empty id, lets load(unit) fill it, and hands it out
+// with its one reference. E_OUTOFMEMORY without memory, E_FAIL (nothing
+// stored) when load answers false.
+template <class Unit, class Load>
+HRESULT CreateLoadedUnit(Load&& load, IDataSourceUnitCtrl** out) {
+  if (out == nullptr) return E_POINTER;
+  *out = nullptr;
+  qz_com::ComPtr<Unit> unit;
+  unit.Attach(new (std::nothrow) Unit(std::wstring()));
+  if (!unit) return E_OUTOFMEMORY;
+  if (!load(*unit.Get())) return E_FAIL;
+  *out = unit.Detach();
+  return S_OK;
+}
 
 }  // namespace qz_dsc

@@ -294,14 +294,7 @@ HRESULT CreateExternalDataSourceUnit(std::wstring id, IDataSourceUnitExternal** 
 }
 
 HRESULT CreateExternalDataSourceUnitFromDecoder(const DataSourceUnitDecoder& decoder, IDataSourceUnitCtrl** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  qz_com::ComPtr<DataSourceUnitExternal> unit;
-  unit.Attach(new (std::nothrow) DataSourceUnitExternal(std::wstring()));
-  if (!unit) return E_OUTOFMEMORY;
-  if (!unit->Load(decoder)) return E_FAIL;
-  *out = unit.Detach();
-  return S_OK;
+  return CreateLoadedUnit<DataSourceUnitExternal>([&decoder](DataSourceUnitExternal& unit) { return unit.Load(decoder); }, out);
 }
 
 }  // namespace qz_dsc
