@@ -179,21 +179,9 @@ std::int32_t DataSourceUnit::ApplyModifier(const DataSourceModifier& modifier, s
   return kModifierApplied;
 }
 
-HRESULT DataSourceUnit::Clone(IDataSourceUnit** outval) {
-  if (!QZ_CHECK_CONDITION(outval != nullptr)) return E_POINTER;
-  Lock lock(m_lock);
-  if (*outval != nullptr) {
-    (*outval)->Release();
-    *outval = nullptr;
-  }
-  DataSourceUnit* dsu = new (std::nothrow) DataSourceUnit(m_id);
-  if (!QZ_CHECK_CONDITION(dsu != nullptr)) return E_OUTOFMEMORY;
-  qz_com::ComPtr<DataSourceUnit> copy;
-  copy.Attach(dsu);  // released if a stream copy throws
-  dsu->m_startTime = m_startTime;
-  for (const auto& [name, stream] : m_streamMap) dsu->m_streamMap.emplace(name, stream->Clone());
-  *outval = copy.Detach();
-  return S_OK;
+void DataSourceUnit::CopyLocked(DataSourceUnit& copy) {
+  copy.m_startTime = m_startTime;
+  for (const auto& [name, stream] : m_streamMap) copy.m_streamMap.emplace(name, stream->Clone());
 }
 
 bool DataSourceUnit::ResetStreams(std::int64_t t) {

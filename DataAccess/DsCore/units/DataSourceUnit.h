@@ -37,7 +37,6 @@ class DataSourceUnit final : public DataSourceUnitBase<DataSourceUnit> {
                                                             std::int64_t option) override;
   [[nodiscard]] std::int32_t QZ_STDMETHODCALLTYPE ApplyModifier(const DataSourceModifier& modifier,
                                                                 std::int64_t option) override;
-  HRESULT QZ_STDMETHODCALLTYPE Clone(IDataSourceUnit** outval) override;
   // Clears every stream, lifts its stop time and starts recording at t.
   bool QZ_STDMETHODCALLTYPE ResetStreams(std::int64_t t) override;
   // video offset = videoFirstSampleTime - the stream's first sample time.
@@ -58,6 +57,9 @@ class DataSourceUnit final : public DataSourceUnitBase<DataSourceUnit> {
 
  private:
   friend class DataSourceUnitBase<DataSourceUnit>;
+
+  // Clone's copy of everything but the id; m_lock held.
+  void CopyLocked(DataSourceUnit& copy);
 
   ~DataSourceUnit() override;
 

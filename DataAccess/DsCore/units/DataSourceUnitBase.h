@@ -18,6 +18,7 @@
 //   StreamPtr FindStream(const std::wstring& name);  // empty when absent
 //   std::size_t StreamCountLocked() const;
 //   static constexpr const wchar_t* kMissingStreamCheck;  // the logged lookup check
+//   void CopyLocked(Derived& copy);                  // Clone: all but the id, into a new unit
 #pragma once
 
 #include <atomic>
@@ -143,6 +144,24 @@ class DataSourceUnitBase : public IDataSourceUnitCtrl, public IQZPropertySet, pu
       }
     });
     return m_description;
+  }
+
+  // A deep copy with the same id and one reference in *outval; a unit
+  // already in *outval is released first.
+  HRESULT QZ_STDMETHODCALLTYPE Clone(IDataSourceUnit** outval) override {
+    if (!QZ_CHECK_CONDITION(outval != nullptr)) return E_POINTER;
+    Lock lock(m_lock);
+    if (*outval != nullptr) {
+      (*outval)->Release();
+      *outval = nullptr;
+    }
+    Derived* dsu = new (std::nothrow) Derived(m_id);
+    if (!QZ_CHECK_CONDITION(dsu != nullptr)) return E_OUTOFMEMORY;
+    qz_com::ComPtr<Derived> copy;
+    copy.Attach(dsu);  // released if a stream copy throws
+    Self().CopyLocked(*dsu);
+    *outval = static_cast<IDataSourceUnitCtrl*>(copy.Detach());
+    return S_OK;
   }
 
   // IDataSourceUnitCtrl: the broadcasts both units share

@@ -179,27 +179,15 @@ std::int32_t DataSourceUnitExternal::ApplyModifier(const DataSourceModifier& /*m
   return kModifierApplied;
 }
 
-HRESULT DataSourceUnitExternal::Clone(IDataSourceUnit** outval) {
-  if (!QZ_CHECK_CONDITION(outval != nullptr)) return E_POINTER;
-  Lock lock(m_lock);
-  if (*outval != nullptr) {
-    (*outval)->Release();
-    *outval = nullptr;
-  }
-  DataSourceUnitExternal* dsu = new (std::nothrow) DataSourceUnitExternal(m_id);
-  if (!QZ_CHECK_CONDITION(dsu != nullptr)) return E_OUTOFMEMORY;
-  qz_com::ComPtr<DataSourceUnitExternal> copy;
-  copy.Attach(dsu);  // released if a copy throws
-  dsu->m_startTime = m_startTime;
-  dsu->m_dataFilename = m_dataFilename;
-  dsu->SetConverterName(GetConverterName());
-  dsu->m_persistency = m_persistency;
-  dsu->m_persistencyIsJSON = m_persistencyIsJSON;
-  dsu->m_loadFailed.store(m_loadFailed.load());
-  dsu->m_streams.reserve(m_streams.size());
-  for (const StreamPtr& stream : m_streams) dsu->m_streams.push_back(stream->Clone());
-  *outval = static_cast<IDataSourceUnitCtrl*>(copy.Detach());
-  return S_OK;
+void DataSourceUnitExternal::CopyLocked(DataSourceUnitExternal& copy) {
+  copy.m_startTime = m_startTime;
+  copy.m_dataFilename = m_dataFilename;
+  copy.SetConverterName(GetConverterName());
+  copy.m_persistency = m_persistency;
+  copy.m_persistencyIsJSON = m_persistencyIsJSON;
+  copy.m_loadFailed.store(m_loadFailed.load());
+  copy.m_streams.reserve(m_streams.size());
+  for (const StreamPtr& stream : m_streams) copy.m_streams.push_back(stream->Clone());
 }
 
 bool DataSourceUnitExternal::ResetStreams(std::int64_t t) {

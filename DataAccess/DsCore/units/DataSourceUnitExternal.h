@@ -52,7 +52,6 @@ class DataSourceUnitExternal final : public DataSourceUnitBase<DataSourceUnitExt
   // Changes nothing and answers kModifierApplied.
   [[nodiscard]] std::int32_t QZ_STDMETHODCALLTYPE ApplyModifier(const DataSourceModifier& modifier,
                                                                 std::int64_t option) override;
-  HRESULT QZ_STDMETHODCALLTYPE Clone(IDataSourceUnit** outval) override;
   // Starts recording at t on every stream (false for external streams); the
   // samples stay, nothing but the data file could bring them back.
   bool QZ_STDMETHODCALLTYPE ResetStreams(std::int64_t t) override;
@@ -82,6 +81,9 @@ class DataSourceUnitExternal final : public DataSourceUnitBase<DataSourceUnitExt
 
  private:
   friend class DataSourceUnitBase<DataSourceUnitExternal>;
+
+  // Clone's copy of everything but the id; m_lock held.
+  void CopyLocked(DataSourceUnitExternal& copy);
 
   ~DataSourceUnitExternal() override;
 
