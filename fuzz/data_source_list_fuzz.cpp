@@ -5,8 +5,8 @@
 // not parse has its error read out. Getters may refuse; they must not crash,
 // and their documented guarantees are checked. Then the manager loads the
 // document, saves what it loaded and loads that again: the same units,
-// streams and values must come back, with sample times as the time pair
-// text reads them back. The same bytes loaded from a file by the streaming
+// streams and values must come back (values of internal units only), with
+// sample times as the time pair text reads them back. The same bytes loaded from a file by the streaming
 // file load and by the DOM file load must give the same result.
 #include <unistd.h>
 
@@ -30,6 +30,7 @@
 #include "qz_dsc/DataSourceUnitDecoder.h"
 #include "qz_dsc/IDSPersistXML.h"
 #include "qz_dsc/IDataSourceUnitCtrl.h"
+#include "qz_dsc/IDataSourceUnitExternal.h"
 #include "qz_dsc/IDataSourceUnitMgrCtrl.h"
 #include "qz_math/Vector.h"
 #include "qz_dsc/DataSourceListFile.h"
@@ -191,6 +192,11 @@ void CompareUnits(qz_dsc::IDataSourceUnitMgrCtrl* first, qz_dsc::IDataSourceUnit
                                 reinterpret_cast<void**>(unitA.GetAddressOf()));
     second->GetDataSourceByIndex(static_cast<std::int32_t>(i), uuidof<qz_dsc::IDataSourceUnit>(),
                                  reinterpret_cast<void**>(unitB.GetAddressOf()));
+    // An external unit saves its stream definitions only: samples it read
+    // from Value elements of the loaded document do not come back.
+    ComPtr<qz_dsc::IDataSourceUnitExternal> external;
+    const bool samplesSaved = unitA->QueryInterface(uuidof<qz_dsc::IDataSourceUnitExternal>(),
+                                                    reinterpret_cast<void**>(external.GetAddressOf())) != S_OK;
     auto a = unitA->CreateOverlayDataSource();
     auto b = unitB->CreateOverlayDataSource();
     for (std::size_t s = 0; s < streamsA.size(); ++s) {
@@ -198,6 +204,7 @@ void CompareUnits(qz_dsc::IDataSourceUnitMgrCtrl* first, qz_dsc::IDataSourceUnit
       if (name != streamsB[s].GetName() || streamsA[s].GetType() != streamsB[s].GetType()) {
         Fail("a save and load changed a stream's name or type");
       }
+      if (!samplesSaved) continue;
       static_cast<void>(CompareStream<int>(*a, unitA.Get(), *b, unitB.Get(), name) ||
                         CompareStream<double>(*a, unitA.Get(), *b, unitB.Get(), name) ||
                         CompareStream<std::wstring>(*a, unitA.Get(), *b, unitB.Get(), name) ||
