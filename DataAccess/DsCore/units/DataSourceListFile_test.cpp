@@ -231,6 +231,12 @@ TEST_F(DataSourceListFileTest, TheFileSaveWritesTheBytesOfTheDomSave) {
             "versionNbr=\"1 0\"/></mpeg7:Mpeg7>\n");
 }
 
+std::string Repeat(std::string_view text, int times) {
+  std::string out;
+  for (int i = 0; i < times; ++i) out += text;
+  return out;
+}
+
 // Documents as other tools write them, documents with parts that do not
 // load, and documents that do not parse: the streaming load must give what
 // the DOM load gives.
@@ -267,6 +273,22 @@ std::vector<std::string> DocumentsOfEveryKind(const std::wstring& folder) {
           "<Value TimeStamp=' 0  7 '> 14 </Value><mpeg7:Value TimeStamp='0 8'>15</mpeg7:Value>"
           "<Other><Value TimeStamp='0 9'>16</Value></Other>text<Value TimeStamp='1 1000'>1e3</Value>"
           "</DataSourceStream></DataSource>" + tail,
+      // String samples read without nodes until something but text appears:
+      // blanks around and after text and before a comment or an element
+      // (also after the parser's first 300 bytes of non-ASCII text), references in the text and the
+      // time, text before the first sample, xml:space, a PI, a stream with a
+      // default namespace.
+      head + "<DataSource name='T'><DataSourceStream xsi:type='DataSourceStringStreamType' name='s' " + stream +
+          ">lead<Value TimeStamp='0 1'> </Value><Value TimeStamp='0 2'>  a  </Value>"
+          "<Value TimeStamp='0 3'>x&amp;    <!--c--></Value><Value TimeStamp='0 4'>" + Repeat("\xC3\xA9", 150) +
+          "  \n  <b/></Value>"
+          "<Value TimeStamp='0 5'>b  <?pi x?>c</Value><Value TimeStamp='0 6'>&amp;&#60;&#x41;</Value>"
+          "<Value TimeStamp='0&#32;7'>t</Value><Value TimeStamp='0 &amp;8'>u</Value>"
+          "<Value TimeStamp='0 9' xml:space='preserve'>  </Value><Value TimeStamp='0 10'>  <![CDATA[ ]]></Value>"
+          "<Value TimeStamp='0 11'>\n  <v/>  </Value><Value a='&amp;' TimeStamp='0 12'>v</Value>"
+          "<Value TimeStamp='0 13'/>  <Value TimeStamp='0 14'>\t</Value></DataSourceStream>"
+          "<DataSourceStream xsi:type='DataSourceStringStreamType' name='n' " + stream +
+          " xmlns='urn:n'><Value TimeStamp='0 1'>w</Value></DataSourceStream></DataSource>" + tail,
       // Units and streams that are skipped, settings of both kinds, a
       // missing importer, a stream repeated by name.
       head + "<!-- not a unit --><DataSource/><Unknown name='u' isExternal='yes'/><DataSource name='B' isExternal='Yes'>" +
@@ -318,10 +340,11 @@ TEST_F(DataSourceListFileTest, TheStreamingLoadGivesWhatTheDomLoadGives) {
     const DataSourceListFileResult b = LoadDataSourceListFileThroughDom(dom.Get(), Path(name));
     EXPECT_EQ(LoadedState(a, streamed.Get()), LoadedState(b, dom.Get())) << "document " << i;
     EXPECT_EQ(Samples<double>(streamed.Get(), L"S", L"f"), Samples<double>(dom.Get(), L"S", L"f"));
+    EXPECT_EQ(Samples<std::wstring>(streamed.Get(), L"T", L"s"), Samples<std::wstring>(dom.Get(), L"T", L"s"));
     loaded += a ? 1 : 0;
   }
   // Both outcomes were exercised.
-  EXPECT_EQ(loaded, 8);
+  EXPECT_EQ(loaded, 9);
 }
 
 // A manager with one stream of n string samples.

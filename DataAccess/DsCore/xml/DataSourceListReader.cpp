@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Utf8Text.h"
 #include "qz_dom/DomFast.h"
@@ -93,11 +94,15 @@ class Walk {
     }
     // The tree builder's handlers, wrapped; the handler's context is the
     // parser's, so the walk is found through a thread-local pointer.
-    m_startElement = ctxt->sax->startElementNs;
-    m_endElement = ctxt->sax->endElementNs;
-    ctxt->sax->startElementNs = StartElement;
-    ctxt->sax->endElementNs = EndElement;
-    ctxt->sax->serror = Error;
+    xmlSAXHandler& sax = *ctxt->sax;
+    m_startElement = std::exchange(sax.startElementNs, StartElement);
+    m_endElement = std::exchange(sax.endElementNs, EndElement);
+    m_characters = std::exchange(sax.characters, Characters);
+    m_comment = std::exchange(sax.comment, Comment);
+    m_instruction = std::exchange(sax.processingInstruction, Instruction);
+    m_cdata = std::exchange(sax.cdataBlock, Cdata);
+    m_reference = std::exchange(sax.reference, Reference);
+    sax.serror = Error;
     // A load started from inside this one (an importer's) restores it after.
     Walk* const outer = std::exchange(t_walk, this);
     xmlDocPtr doc = xmlCtxtReadFile(ctxt.get(), file.c_str(), nullptr, qz_dom::ParseOptions());
@@ -129,8 +134,27 @@ class Walk {
                            int nbNamespaces, const xmlChar** namespaces, int nbAttributes, int nbDefaulted,
                            const xmlChar** attributes) {
     Walk& walk = *t_walk;
-    walk.m_startElement(ctx, localname, prefix, uri, nbNamespaces, namespaces, nbAttributes, nbDefaulted, attributes);
     auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    if (walk.m_fast) {
+      walk.Materialize(ctxt);
+    } else if (walk.m_depth == 0) {
+      // Parser options are applied once the read has begun, so blank text is
+      // wrapped here, at the root. Kept blanks stay with the text handler.
+      xmlSAXHandler& sax = *ctxt->sax;
+      walk.m_ignorable = sax.ignorableWhitespace;
+      sax.ignorableWhitespace = walk.m_ignorable == walk.m_characters ? Characters : IgnorableWhitespace;
+    }
+    bool fast = false;
+    try {
+      fast = walk.StartFast(ctxt, localname, prefix, uri, nbNamespaces, nbAttributes, nbDefaulted, attributes);
+    } catch (...) {
+      walk.Stop(ctxt);
+    }
+    if (fast) {
+      ++walk.m_depth;
+      return;
+    }
+    walk.m_startElement(ctx, localname, prefix, uri, nbNamespaces, namespaces, nbAttributes, nbDefaulted, attributes);
     ++walk.m_depth;
     if (ctxt->node == nullptr || ctxt->node->type != XML_ELEMENT_NODE || walk.m_exception) return;
     try {
@@ -150,6 +174,19 @@ class Walk {
   static void EndElement(void* ctx, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri) {
     Walk& walk = *t_walk;
     auto* ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    if (walk.m_fast) {
+      // A sample read without a node: nothing for the tree builder to close.
+      walk.m_fast = false;
+      --walk.m_depth;
+      if (!walk.m_exception) {
+        try {
+          walk.AddSample(walk.m_fastTime, walk.m_fastTimed, walk.m_fastText);
+        } catch (...) {
+          walk.Stop(ctxt);
+        }
+      }
+      return;
+    }
     xmlNodePtr node = ctxt->node;
     bool drop = false;
     if (node != nullptr && !walk.m_exception) {
@@ -171,6 +208,122 @@ class Walk {
       ctxt->nodelen = 0;
       ctxt->nodemem = 0;
     }
+  }
+
+  // ---- samples without nodes ------------------------------------------------
+  // A plain sample (<Value TimeStamp="...">text</Value> directly in a stream,
+  // no namespace, no DTD in the document) is read from the parser's events
+  // without the tree builder, which is most of a load's cost. Its text is
+  // what the node's first text child would hold. As soon as anything but
+  // text arrives inside it (a child element, a comment, a CDATA section),
+  // the node is built after all, from copies of the start tag and the text
+  // so far, and the sample is read from the node as any other.
+  //
+  // Blank text is decided by the parser from the current node: here the
+  // stream element, which must then have no children, as the sample's node
+  // would have none at its start; the one difference (blank text after text
+  // was seen, which the node would keep) is undone in IgnorableWhitespace.
+
+  bool StartFast(xmlParserCtxtPtr ctxt, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri,
+                 int nbNamespaces, int nbAttributes, int nbDefaulted, const xmlChar** attributes) {
+    if (m_depth != 4 || m_child == nullptr || ctxt->node != m_child || m_child->children != nullptr ||
+        m_exception || prefix != nullptr || uri != nullptr || nbNamespaces != 0 || nbDefaulted != 0 ||
+        ctxt->myDoc == nullptr || ctxt->myDoc->intSubset != nullptr || ctxt->myDoc->extSubset != nullptr ||
+        View(localname) != N().value || View(m_child->name) == N().settings) {
+      return false;
+    }
+    // The start tag, kept for Materialize: names belong to the parser's
+    // dictionary; values point into its input, which may move, so are copied.
+    m_fastTime = 0;
+    m_fastTimed = false;
+    m_fastValues.clear();
+    m_fastBounds.clear();
+    for (int i = 0; i < nbAttributes; ++i) {
+      const xmlChar** a = attributes + 5 * i;
+      const std::string_view value(reinterpret_cast<const char*>(a[3]), static_cast<std::size_t>(a[4] - a[3]));
+      if (a[1] == nullptr && View(a[0]) == N().timeStamp) {
+        // An entity or character reference leaves the parser's escape in
+        // the value; the tree builder decodes it.
+        if (value.find('&') != std::string_view::npos) return false;
+        m_fastTimed = TimePairText::ParseUtf8(value, m_fastTime);
+      }
+      m_fastBounds.push_back(m_fastValues.size());
+      m_fastValues += value;
+    }
+    m_fastBounds.push_back(m_fastValues.size());
+    m_fastName = localname;
+    m_fastAttributes.assign(attributes, attributes + 5 * nbAttributes);
+    m_fastText.clear();
+    m_fast = true;
+    return true;
+  }
+
+  // Builds the node of the sample being read without one, with the text
+  // seen so far, and goes on as for any other element.
+  void Materialize(xmlParserCtxtPtr ctxt) {
+    m_fast = false;
+    const auto* values = reinterpret_cast<const xmlChar*>(m_fastValues.data());
+    const int count = static_cast<int>(m_fastAttributes.size() / 5);
+    for (int i = 0; i < count; ++i) {
+      m_fastAttributes[5 * i + 3] = values + m_fastBounds[i];
+      m_fastAttributes[5 * i + 4] = values + m_fastBounds[i + 1];
+    }
+    m_startElement(ctxt, m_fastName, nullptr, nullptr, 0, nullptr, count, 0,
+                   count != 0 ? m_fastAttributes.data() : nullptr);
+    if (!m_fastText.empty()) {
+      m_characters(ctxt, reinterpret_cast<const xmlChar*>(m_fastText.data()), static_cast<int>(m_fastText.size()));
+    }
+  }
+
+  static void Characters(void* ctx, const xmlChar* text, int length) {
+    Walk& walk = *t_walk;
+    if (walk.m_fast) {
+      walk.AppendFastText(static_cast<xmlParserCtxtPtr>(ctx), text, length);
+      return;
+    }
+    walk.m_characters(ctx, text, length);
+  }
+
+  void AppendFastText(xmlParserCtxtPtr ctxt, const xmlChar* text, int length) {
+    try {
+      m_fastText.append(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
+    } catch (...) {
+      Stop(ctxt);
+    }
+  }
+
+  static void IgnorableWhitespace(void* ctx, const xmlChar* text, int length) {
+    Walk& walk = *t_walk;
+    // After text the node would have a text child, and blanks would be kept.
+    if (walk.m_fast && !walk.m_fastText.empty()) {
+      walk.AppendFastText(static_cast<xmlParserCtxtPtr>(ctx), text, length);
+      return;
+    }
+    if (walk.m_ignorable != nullptr) walk.m_ignorable(ctx, text, length);
+  }
+
+  static void Comment(void* ctx, const xmlChar* text) {
+    Walk& walk = *t_walk;
+    if (walk.m_fast) walk.Materialize(static_cast<xmlParserCtxtPtr>(ctx));
+    if (walk.m_comment != nullptr) walk.m_comment(ctx, text);
+  }
+
+  static void Instruction(void* ctx, const xmlChar* target, const xmlChar* data) {
+    Walk& walk = *t_walk;
+    if (walk.m_fast) walk.Materialize(static_cast<xmlParserCtxtPtr>(ctx));
+    if (walk.m_instruction != nullptr) walk.m_instruction(ctx, target, data);
+  }
+
+  static void Cdata(void* ctx, const xmlChar* text, int length) {
+    Walk& walk = *t_walk;
+    if (walk.m_fast) walk.Materialize(static_cast<xmlParserCtxtPtr>(ctx));
+    if (walk.m_cdata != nullptr) walk.m_cdata(ctx, text, length);
+  }
+
+  static void Reference(void* ctx, const xmlChar* name) {
+    Walk& walk = *t_walk;
+    if (walk.m_fast) walk.Materialize(static_cast<xmlParserCtxtPtr>(ctx));
+    if (walk.m_reference != nullptr) walk.m_reference(ctx, name);
   }
 
   // Frees an unlinked element, handing a plain one (the usual sample) and
@@ -305,19 +458,25 @@ class Walk {
   }
 
   void AddSample(xmlNodePtr value) {
-    ElementRecord& record = *m_childRecord;
     std::string scratch;
     std::string_view stamp;
     std::int64_t time = 0;
     const bool timed = qz_dom::GetAttributeUtf8(qz_dom::ElementRef::FromRaw(value), N().timeStamp, scratch, stamp) &&
                        TimePairText::ParseUtf8(stamp, time);
     // The text is the element's first text child, as in the DOM.
+    std::string_view text;
     for (xmlNodePtr c = value->children; c != nullptr; c = c->next) {
       if (c->type == XML_TEXT_NODE) {
-        record.texts += View(c->content);
+        text = View(c->content);
         break;
       }
     }
+    AddSample(time, timed, text);
+  }
+
+  void AddSample(std::int64_t time, bool timed, std::string_view text) {
+    ElementRecord& record = *m_childRecord;
+    record.texts += text;
     record.textEnds.push_back(record.texts.size());
     record.times.push_back(time);
     record.timed.push_back(timed);
@@ -371,6 +530,21 @@ class Walk {
   DataSourceListReader::Outcome& m_outcome;
   startElementNsSAX2Func m_startElement = nullptr;
   endElementNsSAX2Func m_endElement = nullptr;
+  charactersSAXFunc m_characters = nullptr;
+  ignorableWhitespaceSAXFunc m_ignorable = nullptr;
+  commentSAXFunc m_comment = nullptr;
+  processingInstructionSAXFunc m_instruction = nullptr;
+  cdataBlockSAXFunc m_cdata = nullptr;
+  referenceSAXFunc m_reference = nullptr;
+  // The sample being read without a node (see StartFast).
+  bool m_fast = false;
+  std::int64_t m_fastTime = 0;
+  bool m_fastTimed = false;
+  std::string m_fastText;
+  const xmlChar* m_fastName = nullptr;
+  std::vector<const xmlChar*> m_fastAttributes;
+  std::string m_fastValues;
+  std::vector<std::size_t> m_fastBounds;
   bool m_haveError = false;
   std::exception_ptr m_exception;
   int m_depth = 0;
