@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "qz_ds/qz_ds.h"
 #include "qz_dsc/DataSourceEncDecCommon.h"
@@ -39,6 +40,8 @@ class QZ_DSC_API DataSourceStreamEncoder : public DataSourceEncDecCommon {
   [[nodiscard]] bool SetValueUnit(const std::wstring& text);
   // One "Value" child holding text, with "TimeStamp" as a time pair.
   [[nodiscard]] bool AddSample(const std::wstring& text, std::int64_t time);
+  // The same with UTF-8 text, such as a number written by std::to_chars.
+  [[nodiscard]] bool AddSampleUtf8(std::string_view text, std::int64_t time);
   // "interpolationType"; part of the vocabulary, not written by stream saves.
   [[nodiscard]] bool SetInterpolationType(const std::wstring& text);
 

@@ -337,7 +337,14 @@ bool DataSourceStreamCommon<Kind, T>::SaveDefinition(DataSourceStreamEncoder& en
   if (m_rangeSet && !QZ_CHECK_CONDITION(encoder.SetRange(lowText.c_str(), highText.c_str()))) return false;
   if (!QZ_CHECK_CONDITION(encoder.SetValueUnit(m_valueUnit))) return false;
   for (std::size_t i = 0; withSamples && i < m_samples.size(); ++i) {
-    if (!QZ_CHECK_CONDITION(encoder.AddSample(ValueToText(m_samples.ValueAt(i)), m_samples.KeyAt(i)))) return false;
+    if constexpr (HasAsciiText<T>) {
+      char text[kMaxAsciiValueSize];
+      if (!QZ_CHECK_CONDITION(encoder.AddSampleUtf8(ValueToAscii(m_samples.ValueAt(i), text), m_samples.KeyAt(i)))) {
+        return false;
+      }
+    } else if (!QZ_CHECK_CONDITION(encoder.AddSample(ValueToText(m_samples.ValueAt(i)), m_samples.KeyAt(i)))) {
+      return false;
+    }
   }
   return true;
 }

@@ -30,10 +30,24 @@ constexpr bool IsNumberChar(CharT c) noexcept {
          c == CharT('(') || c == CharT(')') || c == CharT('_');
 }
 
+// The shortest form of a double needs at most 24 characters.
+constexpr std::size_t kMaxDoubleSize = 25;
+static_assert(kMaxAsciiValueSize >= 6 * kMaxDoubleSize);
+
 void AppendDouble(std::wstring& text, double value) {
-  std::array<char, 32> buffer;  // the shortest form of a double needs at most 24
+  std::array<char, kMaxDoubleSize> buffer;
   const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
   text.append(buffer.data(), result.ptr);  // ASCII widens character by character
+}
+
+template <class Vec>
+std::string_view VectorToAscii(const Vec& value, int count, char (&out)[kMaxAsciiValueSize]) noexcept {
+  char* p = out;
+  for (int i = 0; i < count; ++i) {
+    if (i != 0) *p++ = ' ';
+    p = std::to_chars(p, p + kMaxDoubleSize, value[i]).ptr;
+  }
+  return std::string_view(out, static_cast<std::size_t>(p - out));
 }
 
 // Reads one double from the start of text (white space and one '+' skipped);
@@ -107,6 +121,22 @@ bool TextToVector(std::basic_string_view<CharT> text, Vec& out, int count) {
 }  // namespace
 
 std::wstring ValueToText(std::int32_t value) { return std::to_wstring(value); }
+
+std::string_view ValueToAscii(std::int32_t value, char (&out)[kMaxAsciiValueSize]) noexcept {
+  return std::string_view(out, static_cast<std::size_t>(std::to_chars(out, out + kMaxAsciiValueSize, value).ptr - out));
+}
+std::string_view ValueToAscii(double value, char (&out)[kMaxAsciiValueSize]) noexcept {
+  return std::string_view(out, static_cast<std::size_t>(std::to_chars(out, out + kMaxAsciiValueSize, value).ptr - out));
+}
+std::string_view ValueToAscii(const qz_math::Vector2& value, char (&out)[kMaxAsciiValueSize]) noexcept {
+  return VectorToAscii(value, 2, out);
+}
+std::string_view ValueToAscii(const qz_math::Vector3& value, char (&out)[kMaxAsciiValueSize]) noexcept {
+  return VectorToAscii(value, 3, out);
+}
+std::string_view ValueToAscii(const qz_math::VectorN<6>& value, char (&out)[kMaxAsciiValueSize]) noexcept {
+  return VectorToAscii(value, 6, out);
+}
 
 std::wstring ValueToText(double value) {
   std::wstring text;

@@ -14,6 +14,7 @@
 // convert. Stateless; safe from any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -31,6 +32,19 @@ std::wstring ValueToText(const qz_math::Vector3& value);
 std::wstring ValueToText(const qz_math::VectorN<6>& value);
 // Always empty: a skeleton pose has no text form in the document.
 std::wstring ValueToText(const qz_ovlib::PersonSkeletonData& value);
+
+// The text ValueToText gives for a number or a vector, which is ASCII,
+// written into out; the view points into out. For saving without a wide
+// string per sample.
+inline constexpr std::size_t kMaxAsciiValueSize = 6 * 25;
+std::string_view ValueToAscii(std::int32_t value, char (&out)[kMaxAsciiValueSize]) noexcept;
+std::string_view ValueToAscii(double value, char (&out)[kMaxAsciiValueSize]) noexcept;
+std::string_view ValueToAscii(const qz_math::Vector2& value, char (&out)[kMaxAsciiValueSize]) noexcept;
+std::string_view ValueToAscii(const qz_math::Vector3& value, char (&out)[kMaxAsciiValueSize]) noexcept;
+std::string_view ValueToAscii(const qz_math::VectorN<6>& value, char (&out)[kMaxAsciiValueSize]) noexcept;
+
+template <class T>
+concept HasAsciiText = requires(const T& value, char (&out)[kMaxAsciiValueSize]) { ValueToAscii(value, out); };
 
 bool TextToValue(std::wstring_view text, std::int32_t& out);
 bool TextToValue(std::wstring_view text, double& out);

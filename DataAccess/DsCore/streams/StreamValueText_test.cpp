@@ -116,5 +116,27 @@ TEST(StreamValueText, Utf8TextsReadAsTheirWideForms) {
   }
 }
 
+// The save writes numbers through the ASCII texts: they must be the wide
+// texts byte for byte, at the extremes too.
+TEST(StreamValueText, AsciiTextsAreTheWideTexts) {
+  char out[kMaxAsciiValueSize];
+  auto same = [](std::string_view ascii, const std::wstring& wide) { return utf8text::ToWide(ascii) == wide; };
+  for (std::int32_t i : {0, -1, 7, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
+    EXPECT_TRUE(same(ValueToAscii(i, out), ValueToText(i))) << i;
+  }
+  const double doubles[] = {0.0, -0.0, 0.1, -1e-300, 5e-324, Limits::max(), -Limits::max(), Limits::infinity(),
+                            -Limits::infinity(), Limits::quiet_NaN(), -Limits::quiet_NaN(), 1.0 / 3, 123456789012345678.0};
+  for (double d : doubles) EXPECT_TRUE(same(ValueToAscii(d, out), ValueToText(d))) << d;
+  // The longest vector: six of the longest doubles.
+  qz_math::VectorN<6> six;
+  for (int i = 0; i < 6; ++i) six[i] = -2.2250738585072014e-308;
+  const std::string_view longest = ValueToAscii(six, out);
+  EXPECT_EQ(longest.size(), 6 * 24 + 5);
+  EXPECT_TRUE(same(longest, ValueToText(six)));
+  EXPECT_TRUE(same(ValueToAscii(qz_math::Vector2(0.1, -0.0), out), L"0.1 -0"));
+  EXPECT_TRUE(same(ValueToAscii(qz_math::Vector3(1, Limits::quiet_NaN(), 5e-324), out),
+                   ValueToText(qz_math::Vector3(1, Limits::quiet_NaN(), 5e-324))));
+}
+
 }  // namespace
 }  // namespace qz_dsc

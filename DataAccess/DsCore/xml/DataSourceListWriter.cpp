@@ -24,6 +24,27 @@ const char* EscapeOf(char c, bool attribute) {
   }
 }
 
+// Bytes that EscapeOf replaces (1: in text and attributes, 2: in attributes
+// only), for scanning UTF-8 a byte at a time.
+struct EscapeTable {
+  std::uint8_t kind[256] = {};
+  constexpr EscapeTable() {
+    for (const char c : {'<', '>', '&', '\r'}) kind[static_cast<unsigned char>(c)] = 1;
+    for (const char c : {'"', '\n', '\t'}) kind[static_cast<unsigned char>(c)] = 2;
+  }
+};
+constexpr EscapeTable kEscapes;
+
+// The position of the first byte of text that needs an escape, or its size.
+std::size_t FirstEscape(std::string_view text, bool attribute) noexcept {
+  const std::uint8_t limit = attribute ? 2 : 1;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const std::uint8_t kind = kEscapes.kind[static_cast<unsigned char>(text[i])];
+    if (kind != 0 && kind <= limit) return i;
+  }
+  return text.size();
+}
+
 }  // namespace
 
 DataSourceListWriter::DataSourceListWriter(std::FILE* out) : m_out(out) { m_buffer.reserve(kFlushSize + 4096); }
@@ -73,6 +94,27 @@ bool DataSourceListWriter::AttributeUtf8(std::size_t depth, std::wstring_view qn
 bool DataSourceListWriter::TextElement(std::size_t depth, std::string_view name, std::string_view attribute,
                                        std::string_view attributeValue, std::wstring_view text) {
   if (depth == 0 || depth > m_open.size() || text.find(L'\0') != std::wstring_view::npos) return false;
+  if (!TextElementStart(depth, name, attribute, attributeValue, text.empty())) return true;
+  PutEscaped(text, false);
+  m_buffer += "</";
+  m_buffer += name;
+  Put(">");
+  return true;
+}
+
+bool DataSourceListWriter::TextElementUtf8(std::size_t depth, std::string_view name, std::string_view attribute,
+                                           std::string_view attributeValue, std::string_view text) {
+  if (depth == 0 || depth > m_open.size() || text.find('\0') != std::string_view::npos) return false;
+  if (!TextElementStart(depth, name, attribute, attributeValue, text.empty())) return true;
+  PutEscapedUtf8(text, false);
+  m_buffer += "</";
+  m_buffer += name;
+  Put(">");
+  return true;
+}
+
+bool DataSourceListWriter::TextElementStart(std::size_t depth, std::string_view name, std::string_view attribute,
+                                            std::string_view attributeValue, bool empty) {
   CloseTo(depth);
   CloseStartTag();
   m_buffer += '<';
@@ -81,15 +123,11 @@ bool DataSourceListWriter::TextElement(std::size_t depth, std::string_view name,
   m_buffer += attribute;
   m_buffer += "=\"";
   PutEscapedUtf8(attributeValue, true);
-  if (text.empty()) {
+  if (empty) {
     Put("\"/>");
-    return true;
+    return false;
   }
   m_buffer += "\">";
-  PutEscaped(text, false);
-  m_buffer += "</";
-  m_buffer += name;
-  Put(">");
   return true;
 }
 
@@ -186,13 +224,14 @@ void DataSourceListWriter::PutEscaped(std::wstring_view text, bool attribute) {
 }
 
 void DataSourceListWriter::PutEscapedUtf8(std::string_view text, bool attribute) {
-  if (text.find_first_of(attribute ? "<>&\r\"\n\t" : "<>&\r") == std::string_view::npos) {
+  const std::size_t first = FirstEscape(text, attribute);
+  if (first == text.size()) {
     m_buffer += text;
     if (m_buffer.size() >= kFlushSize) Flush();
     return;
   }
   std::size_t start = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = first; i < text.size(); ++i) {
     const char* escape = EscapeOf(text[i], attribute);
     if (escape == nullptr) continue;
     m_buffer.append(text.substr(start, i - start));

@@ -45,6 +45,9 @@ class DataSourceListWriter {
   // UTF-8; the one call per sample.
   [[nodiscard]] bool TextElement(std::size_t depth, std::string_view name, std::string_view attribute,
                                  std::string_view attributeValue, std::wstring_view text);
+  // The same with UTF-8 text (numbers, written without a wide string).
+  [[nodiscard]] bool TextElementUtf8(std::size_t depth, std::string_view name, std::string_view attribute,
+                                     std::string_view attributeValue, std::string_view text);
   // Already serialised content (a settings fragment) under the element at depth.
   [[nodiscard]] bool Markup(std::size_t depth, std::string_view xml);
   // Closes every open element, ends the document with a line break and
@@ -62,6 +65,11 @@ class DataSourceListWriter {
     std::size_t declarations;  // entries of m_inScope this element added
   };
 
+  // Writes <name attribute="attributeValue"> under the element at depth (a
+  // valid one), or the whole element when empty; true when the text and
+  // closing tag must follow.
+  bool TextElementStart(std::size_t depth, std::string_view name, std::string_view attribute,
+                        std::string_view attributeValue, bool empty);
   void CloseTo(std::size_t depth);
   void CloseStartTag();
   // Declares the prefix of qname when needed; false for an unknown prefix.

@@ -52,10 +52,13 @@ TEST(DataSourceListWriterTest, EscapesTextAndAttributesAsTheDomSaves) {
   ASSERT_TRUE(writer.Attribute(1, L"a", L"<&>\"'\t\n\r\u00e9"));
   ASSERT_TRUE(writer.AttributeUtf8(1, L"b", "1 < 2\t"));
   ASSERT_TRUE(writer.TextElement(1, "v", "t", "&", L"<&>\"'\t\n\r\u00e9\U0001F600"));
+  ASSERT_TRUE(writer.TextElementUtf8(1, "v", "t", "\"\n", "a<&>\"'\t\n\r\xC3\xA9"));
+  ASSERT_TRUE(writer.TextElementUtf8(1, "v", "t", "1 2", ""));
   ASSERT_TRUE(writer.Finish());
   EXPECT_EQ(Contents(f.get()),
             "<r a=\"&lt;&amp;&gt;&quot;'&#9;&#10;&#13;\xC3\xA9\" b=\"1 &lt; 2&#9;\">"
-            "<v t=\"&amp;\">&lt;&amp;&gt;\"'\t\n&#13;\xC3\xA9\xF0\x9F\x98\x80</v></r>\n");
+            "<v t=\"&amp;\">&lt;&amp;&gt;\"'\t\n&#13;\xC3\xA9\xF0\x9F\x98\x80</v>"
+            "<v t=\"&quot;&#10;\">a&lt;&amp;&gt;\"'\t\n&#13;\xC3\xA9</v><v t=\"1 2\"/></r>\n");
 }
 
 TEST(DataSourceListWriterTest, RefusesWhatWouldBreakTheDocumentAndWritesNothingForIt) {
@@ -68,6 +71,8 @@ TEST(DataSourceListWriterTest, RefusesWhatWouldBreakTheDocumentAndWritesNothingF
   EXPECT_FALSE(writer.Attribute(1, L"x:a", L"v"));
   EXPECT_FALSE(writer.Attribute(1, L"a", std::wstring(L"a\0b", 3)));  // libxml2 texts end at NUL
   EXPECT_FALSE(writer.TextElement(1, "v", "t", "0 0", std::wstring(L"\0", 1)));
+  EXPECT_FALSE(writer.TextElementUtf8(1, "v", "t", "0 0", std::string_view("1\0", 2)));
+  EXPECT_FALSE(writer.TextElementUtf8(2, "v", "t", "0 0", "1"));  // no element open at depth 2
   ASSERT_TRUE(writer.StartElement(1, L"c"));
   EXPECT_FALSE(writer.Attribute(1, L"late", L"v"));  // r's start tag is closed
   EXPECT_FALSE(writer.Attribute(3, L"deep", L"v"));

@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "Utf8Text.h"
 #include "qz_dom/DomFast.h"
 #include "qz_dsc/DataSourceVocabulary.h"
 #include "qz_dsc/StreamTypes.h"
@@ -98,6 +99,14 @@ bool DataSourceStreamEncoder::AddSample(const std::wstring& text, std::int64_t t
   if (stream == nullptr) return false;
   return SUCCEEDED(qz_dom::AppendTextElement(stream, TagUtf8(DSUM_TAG_VALUE), text, TagUtf8(DSUM_TAG_TIME_STAMP),
                                              TimePairText::FormatUtf8(time)));
+}
+
+bool DataSourceStreamEncoder::AddSampleUtf8(std::string_view text, std::int64_t time) {
+  if (m_writer == nullptr) return AddSample(utf8text::ToWide(text), time);
+  static const std::string& value = TagUtf8(DSUM_TAG_VALUE);
+  static const std::string& timeStamp = TagUtf8(DSUM_TAG_TIME_STAMP);
+  char pair[TimePairText::kMaxUtf8Size];
+  return m_writer->TextElementUtf8(m_writerDepth, value, timeStamp, TimePairText::FormatUtf8To(time, pair), text);
 }
 
 bool DataSourceStreamEncoder::SetInterpolationType(const std::wstring& text) {
