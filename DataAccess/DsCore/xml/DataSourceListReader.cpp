@@ -142,6 +142,10 @@ class Walk {
       // wrapped here, at the root. Kept blanks stay with the text handler.
       xmlSAXHandler& sax = *ctxt->sax;
       walk.m_ignorable = sax.ignorableWhitespace;
+      if (ctxt->dictNames != 0 && ctxt->dict != nullptr) {
+        walk.m_valueName = xmlDictLookup(ctxt->dict, reinterpret_cast<const xmlChar*>(N().value.c_str()), -1);
+        walk.m_timeStampName = xmlDictLookup(ctxt->dict, reinterpret_cast<const xmlChar*>(N().timeStamp.c_str()), -1);
+      }
       sax.ignorableWhitespace = walk.m_ignorable == walk.m_characters ? Characters : IgnorableWhitespace;
     }
     bool fast = false;
@@ -229,7 +233,7 @@ class Walk {
     if (m_depth != 4 || m_child == nullptr || ctxt->node != m_child || m_child->children != nullptr ||
         m_exception || prefix != nullptr || uri != nullptr || nbNamespaces != 0 || nbDefaulted != 0 ||
         ctxt->myDoc == nullptr || ctxt->myDoc->intSubset != nullptr || ctxt->myDoc->extSubset != nullptr ||
-        View(localname) != N().value || View(m_child->name) == N().settings) {
+        !IsName(localname, m_valueName, N().value) || View(m_child->name) == N().settings) {
       return false;
     }
     // The start tag, kept for Materialize: names belong to the parser's
@@ -241,7 +245,7 @@ class Walk {
     for (int i = 0; i < nbAttributes; ++i) {
       const xmlChar** a = attributes + 5 * i;
       const std::string_view value(reinterpret_cast<const char*>(a[3]), static_cast<std::size_t>(a[4] - a[3]));
-      if (a[1] == nullptr && View(a[0]) == N().timeStamp) {
+      if (a[1] == nullptr && IsName(a[0], m_timeStampName, N().timeStamp)) {
         // An entity or character reference leaves the parser's escape in
         // the value; the tree builder decodes it.
         if (value.find('&') != std::string_view::npos) return false;
@@ -256,6 +260,12 @@ class Walk {
     m_fastText.clear();
     m_fast = true;
     return true;
+  }
+
+  // Whether a parser name is the vocabulary's name, by address when the
+  // parser keeps its names in its dictionary (interned is that name there).
+  static bool IsName(const xmlChar* name, const xmlChar* interned, const std::string& text) {
+    return interned != nullptr ? name == interned : View(name) == text;
   }
 
   // Builds the node of the sample being read without one, with the text
@@ -536,6 +546,8 @@ class Walk {
   processingInstructionSAXFunc m_instruction = nullptr;
   cdataBlockSAXFunc m_cdata = nullptr;
   referenceSAXFunc m_reference = nullptr;
+  const xmlChar* m_valueName = nullptr;
+  const xmlChar* m_timeStampName = nullptr;
   // The sample being read without a node (see StartFast).
   bool m_fast = false;
   std::int64_t m_fastTime = 0;
