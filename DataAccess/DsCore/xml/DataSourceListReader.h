@@ -1,6 +1,7 @@
 // Reads the data source list document from a file as a stream (libxml2's
 // SAX2 parser), without keeping a DOM: the file load's path for large lists.
-// libxml2's own tree builder makes each element, so that every node (blank
+// Plain samples are read straight from the parser's events; every other
+// element is made by libxml2's own tree builder, so that every node (blank
 // text included) is what the DOM would hold, and each finished element is
 // taken into a record and freed at once. It finds the
 // description unit the way the DOM query does (namespaces resolved by URI,
