@@ -2,12 +2,17 @@
 // cloning, saving to files, merging documents and applying snapshots at once.
 // Nothing may deadlock, and every recorded sample must be there at the end.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include "Utf8Text.h"
 #include "qz_dsc/DataSourceListFile.h"
 #include "qz_dsc/DataSourceModifier.h"
 #include "qz_dsc/DataSourceStreamExtended.h"
@@ -116,6 +121,45 @@ TEST(DataSourceUnitMgrConcurrency, EightThreadsRecordReadCloneSaveMergeAndApply)
   auto reloaded = NewManager();
   const auto loaded = LoadDataSourceListFile(reloaded.Get(), (dir / "list0.xml").wstring());
   EXPECT_TRUE(loaded && loaded.LoadedWhole()) << std::string(loaded.message.begin(), loaded.message.end());
+  fs::remove_all(dir);
+}
+
+// Streaming loads on several threads at once (each parse keeps its state in
+// thread-local and per-read objects): every thread reads what one load reads,
+// samples with comments, child elements and blanks included.
+TEST(DataSourceUnitMgrConcurrency, StreamingLoadsOnManyThreadsReadTheSame) {
+  const fs::path dir = fs::temp_directory_path() / ("dscore_loads_" + std::to_string(::getpid()));
+  fs::create_directories(dir);
+  std::vector<std::pair<std::wstring, std::wstring>> samples;
+  for (int i = 0; i < 2000; ++i) {
+    const std::wstring text = i % 7 == 0 ? L" 1<!--c-->" : i % 11 == 0 ? L"2<b/> " : std::to_wstring(i) + L".5";
+    samples.emplace_back(L"0 " + std::to_wstring(i), text);
+  }
+  const fs::path file = dir / "list.xml";
+  {
+    std::FILE* f = std::fopen(file.string().c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    const std::string text = utf8text::ToUtf8(ListDocument(FloatSource(L"A", L"x", samples) + FloatSource(L"B", L"y", samples)));
+    ASSERT_EQ(std::fwrite(text.data(), 1, text.size(), f), text.size());
+    std::fclose(f);
+  }
+  auto first = NewManager();
+  ASSERT_TRUE(LoadDataSourceListFile(first.Get(), file.wstring()));
+  const std::wstring expected = SaveText(first.Get());
+  ASSERT_EQ(Samples<double>(first.Get(), L"A", L"x").size(), 2000u);
+
+  std::atomic<int> differ{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 10; ++i) {
+        auto manager = NewManager();
+        if (!LoadDataSourceListFile(manager.Get(), file.wstring()) || SaveText(manager.Get()) != expected) ++differ;
+      }
+    });
+  }
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(differ.load(), 0);
   fs::remove_all(dir);
 }
 
