@@ -46,6 +46,18 @@ void Save(const char* target, const std::string& name, const Bytes& bytes) {
   }
 }
 
+// Records a failed step of building a seed.
+void Must(bool done, const char* what) {
+  if (done) return;
+  std::fprintf(stderr, "seed step failed: %s\n", what);
+  g_ok = false;
+}
+
+void SetOrFail(DataSourceStreamModifier& stream, DataSourceStreamModifier::StreamAttributeId id,
+               const qz_dsc::DataSourceStreamVariant& value) {
+  Must(stream.SetAttribute(id, value) == DataSourceStreamModifier::kAttributeSet, "SetAttribute");
+}
+
 template <typename Writable>
 Bytes Serialize(const Writable& record) {
   qz_dsc::BasicBinarySerializer s(1 << 16);
@@ -60,19 +72,19 @@ template <typename T>
 std::shared_ptr<DataSourceStreamModifier> MakeStream(const std::wstring& id, qz_ds::StreamBasicType type, const T& low,
                                                      const T& high, bool withRange) {
   auto stream = std::make_shared<DataSourceStreamModifier>();
-  stream->Create(id, type);
-  stream->SetAttribute(DataSourceStreamModifier::FlowType, DataSourceStreamVariantDerived<int>(1));
-  stream->SetAttribute(DataSourceStreamModifier::LimitCount, DataSourceStreamVariantDerived<int>(10));
-  stream->SetAttribute(DataSourceStreamModifier::ValueUnit, DataSourceStreamVariantDerived<std::wstring>(L"m/s\u00b2"));
+  Must(stream->Create(id, type), "Create");
+  SetOrFail(*stream, DataSourceStreamModifier::FlowType, DataSourceStreamVariantDerived<int>(1));
+  SetOrFail(*stream, DataSourceStreamModifier::LimitCount, DataSourceStreamVariantDerived<int>(10));
+  SetOrFail(*stream, DataSourceStreamModifier::ValueUnit, DataSourceStreamVariantDerived<std::wstring>(L"m/s\u00b2"));
   if (withRange) {
-    stream->SetAttribute(DataSourceStreamModifier::DefaultValue, DataSourceStreamVariantDerived<T>(low));
-    stream->SetAttribute(DataSourceStreamModifier::LowRange, DataSourceStreamVariantDerived<T>(low));
-    stream->SetAttribute(DataSourceStreamModifier::HighRange, DataSourceStreamVariantDerived<T>(high));
+    SetOrFail(*stream, DataSourceStreamModifier::DefaultValue, DataSourceStreamVariantDerived<T>(low));
+    SetOrFail(*stream, DataSourceStreamModifier::LowRange, DataSourceStreamVariantDerived<T>(low));
+    SetOrFail(*stream, DataSourceStreamModifier::HighRange, DataSourceStreamVariantDerived<T>(high));
   }
   // Times below and above one second, where the snapshot conversion differs.
   const std::int64_t times[] = {0, 5'000'000, 15'000'000, -2'500'000};
   for (std::int64_t time : times) {
-    stream->GetInternalBuffer()->AddSample(time, DataSourceStreamVariantDerived<T>(high));
+    Must(stream->GetInternalBuffer()->AddSample(time, DataSourceStreamVariantDerived<T>(high)) == 0, "AddSample");
   }
   return stream;
 }
@@ -98,7 +110,7 @@ void SnapshotRecordSeeds() {
     const Bytes record = Serialize(*stream);
     one.insert(one.end(), record.begin(), record.end());
     Save("snapshot_records", "stream-" + std::to_string(index++), one);
-    source.AddStream(stream);
+    Must(source.AddStream(stream), "AddStream");
   }
   Bytes all{0};  // selector: a data source record
   const Bytes record = Serialize(source);
@@ -175,21 +187,23 @@ void DataSourceListSeeds() {
     return;
   }
   qz_dsc::DataSourceUnitEncoder recorded(manager.GetDescriptionUnit(), L"base");
-  recorded.CreateDataSource(L"Vehicle", false, L"", L"", L"", false);
+  Must(recorded.CreateDataSource(L"Vehicle", false, L"", L"", L"", false), "CreateDataSource");
   qz_dsc::DataSourceStreamEncoder stream;
-  recorded.CreateStreamEncoder(stream);
-  stream.CreateStream(1, qz_ds::StreamBasicType_Vector2, L"Position");
-  stream.SetFreeze(3, 2'500'000);
-  stream.SetDataVideoOffset(-5'000'000);
-  stream.SetDefaultValue(L"0 0");
-  stream.SetFirstSampleTime(10'000'000);
-  stream.SetFlowType(1);
-  stream.SetRange(L"-1 -1", L"1 1");
-  stream.SetValueUnit(L"m");
-  stream.AddSample(L"0.5 0.25", 0);
-  stream.AddSample(L"1 1", 15'000'000);
+  Must(recorded.CreateStreamEncoder(stream), "CreateStreamEncoder");
+  Must(stream.CreateStream(1, qz_ds::StreamBasicType_Vector2, L"Position"), "CreateStream");
+  Must(stream.SetFreeze(3, 2'500'000), "SetFreeze");
+  Must(stream.SetDataVideoOffset(-5'000'000), "SetDataVideoOffset");
+  Must(stream.SetDefaultValue(L"0 0"), "SetDefaultValue");
+  Must(stream.SetFirstSampleTime(10'000'000), "SetFirstSampleTime");
+  Must(stream.SetFlowType(1), "SetFlowType");
+  Must(stream.SetRange(L"-1 -1", L"1 1"), "SetRange");
+  Must(stream.SetValueUnit(L"m"), "SetValueUnit");
+  Must(stream.AddSample(L"0.5 0.25", 0), "AddSample");
+  Must(stream.AddSample(L"1 1", 15'000'000), "AddSample");
   qz_dsc::DataSourceUnitEncoder external(manager.GetDescriptionUnit(), L"base");
-  external.CreateDataSource(L"Heart rate", true, L"base/heart_rate.csv", L"QZ.CSV", L"{\"separator\":\";\"}", true);
+  Must(external.CreateDataSource(L"Heart rate", true, L"base/heart_rate.csv", L"QZ.CSV", L"{\"separator\":\";\"}",
+                                 true),
+       "CreateDataSource");
   std::wstring xml;
   doc->get_xml(&xml);
   std::string utf8;
