@@ -94,22 +94,20 @@ bool DataSourceListWriter::AttributeUtf8(std::size_t depth, std::wstring_view qn
 bool DataSourceListWriter::TextElement(std::size_t depth, std::string_view name, std::string_view attribute,
                                        std::string_view attributeValue, std::wstring_view text) {
   if (depth == 0 || depth > m_open.size() || text.find(L'\0') != std::wstring_view::npos) return false;
-  if (!TextElementStart(depth, name, attribute, attributeValue, text.empty())) return true;
-  PutEscaped(text, false);
-  m_buffer += "</";
-  m_buffer += name;
-  Put(">");
+  if (TextElementStart(depth, name, attribute, attributeValue, text.empty())) {
+    PutEscaped(text, false);
+    TextElementEnd(name);
+  }
   return true;
 }
 
 bool DataSourceListWriter::TextElementUtf8(std::size_t depth, std::string_view name, std::string_view attribute,
                                            std::string_view attributeValue, std::string_view text) {
   if (depth == 0 || depth > m_open.size() || text.find('\0') != std::string_view::npos) return false;
-  if (!TextElementStart(depth, name, attribute, attributeValue, text.empty())) return true;
-  PutEscapedUtf8(text, false);
-  m_buffer += "</";
-  m_buffer += name;
-  Put(">");
+  if (TextElementStart(depth, name, attribute, attributeValue, text.empty())) {
+    PutEscapedUtf8(text, false);
+    TextElementEnd(name);
+  }
   return true;
 }
 
@@ -129,6 +127,12 @@ bool DataSourceListWriter::TextElementStart(std::size_t depth, std::string_view 
   }
   m_buffer += "\">";
   return true;
+}
+
+void DataSourceListWriter::TextElementEnd(std::string_view name) {
+  m_buffer += "</";
+  m_buffer += name;
+  Put(">");
 }
 
 bool DataSourceListWriter::Markup(std::size_t depth, std::string_view xml) {

@@ -70,6 +70,7 @@ class DataSourceListWriter {
   // closing tag must follow.
   bool TextElementStart(std::size_t depth, std::string_view name, std::string_view attribute,
                         std::string_view attributeValue, bool empty);
+  void TextElementEnd(std::string_view name);
   void CloseTo(std::size_t depth);
   void CloseStartTag();
   // Declares the prefix of qname when needed; false for an unknown prefix.
