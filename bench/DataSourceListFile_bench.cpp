@@ -112,6 +112,20 @@ qz_com::ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> Manager(int samples) {
   return manager;
 }
 
+// The list of samples × 10 saved once as the loads' input; its path.
+std::wstring ListFileOf(int samples) {
+  const std::wstring path = FilePath("dscore_bench_list.xml");
+  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), path));
+  return path;
+}
+
+// The heap held now, from which the loop's peak is counted.
+std::int64_t HeapBeforeTheLoop() {
+  const std::int64_t base = g_held.load();
+  ResetPeak();
+  return base;
+}
+
 void Report(benchmark::State& state, int samples, std::int64_t base) {
   state.SetItemsProcessed(state.iterations() * kStreams * samples);
   state.counters["peak_MiB"] = PeakMiB(base);
@@ -140,13 +154,12 @@ void BM_DomSave(benchmark::State& state) {
 // The file load as it was: the whole file parsed into a DOM, then loaded.
 void BM_DomLoad(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
-  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
-  const std::int64_t base = g_held.load();
-  ResetPeak();
+  const std::wstring path = ListFileOf(samples);
+  const std::int64_t base = HeapBeforeTheLoop();
   for (auto _ : state) {
     qz_com::ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> manager;
     static_cast<void>(qz_dsc::CreateDataSourceUnitMgr(manager.GetAddressOf()));
-    if (!qz_dsc::LoadDataSourceListFileThroughDom(manager.Get(), FilePath("dscore_bench_list.xml"))) {
+    if (!qz_dsc::LoadDataSourceListFileThroughDom(manager.Get(), path)) {
       state.SkipWithError("load");
     }
   }
@@ -236,13 +249,12 @@ void BM_ManagerSave(benchmark::State& state) {
 
 void BM_ManagerLoad(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
-  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
-  const std::int64_t base = g_held.load();
-  ResetPeak();
+  const std::wstring path = ListFileOf(samples);
+  const std::int64_t base = HeapBeforeTheLoop();
   for (auto _ : state) {
     qz_com::ComPtr<qz_dsc::IDataSourceUnitMgrCtrl> manager;
     static_cast<void>(qz_dsc::CreateDataSourceUnitMgr(manager.GetAddressOf()));
-    if (!qz_dsc::LoadDataSourceListFile(manager.Get(), FilePath("dscore_bench_list.xml"))) state.SkipWithError("load");
+    if (!qz_dsc::LoadDataSourceListFile(manager.Get(), path)) state.SkipWithError("load");
   }
   Report(state, samples, base);
 }
@@ -262,10 +274,8 @@ std::size_t Walk(xmlNode* node) {
 
 void BM_Libxml2ReadAndWalk(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
-  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
-  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
-  const std::int64_t base = g_held.load();
-  ResetPeak();
+  const std::string path = fs::path(ListFileOf(samples)).string();
+  const std::int64_t base = HeapBeforeTheLoop();
   for (auto _ : state) {
     xmlDocPtr doc = xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET);
     benchmark::DoNotOptimize(Walk(xmlDocGetRootElement(doc)));
@@ -278,10 +288,8 @@ void BM_Libxml2ReadAndWalk(benchmark::State& state) {
 // floor of a load through xmlTextReader.
 void BM_Libxml2TextReader(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
-  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
-  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
-  const std::int64_t base = g_held.load();
-  ResetPeak();
+  const std::string path = fs::path(ListFileOf(samples)).string();
+  const std::int64_t base = HeapBeforeTheLoop();
   for (auto _ : state) {
     xmlTextReaderPtr reader = xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET);
     std::size_t nodes = 0;
@@ -296,10 +304,8 @@ void BM_Libxml2TextReader(benchmark::State& state) {
 // text: the floor of a load without any tree.
 void BM_Libxml2Sax2(benchmark::State& state) {
   const int samples = static_cast<int>(state.range(0));
-  static_cast<void>(qz_dsc::SaveDataSourceListFile(Manager(samples).Get(), FilePath("dscore_bench_list.xml")));
-  const std::string path = fs::path(FilePath("dscore_bench_list.xml")).string();
-  const std::int64_t base = g_held.load();
-  ResetPeak();
+  const std::string path = fs::path(ListFileOf(samples)).string();
+  const std::int64_t base = HeapBeforeTheLoop();
   for (auto _ : state) {
     std::size_t count = 0;
     xmlSAXHandler sax{};
